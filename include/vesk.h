@@ -1,0 +1,497 @@
+/*
+ * vesk.h - the object runtime of libvesk and its services.
+ *
+ * Usable from C11 and C++20. Classes, operation sets and modules are static,
+ * self-describing records named by short lists of 16-bit numbers (object
+ * identifiers). An object reaches its behaviour by a walk up a chain of
+ * records: instance -> class -> module. The record layouts below are the
+ * format of a plug-in module, so the order and the width of every field are
+ * fixed.
+ *
+ * Writing records as static data
+ * ------------------------------
+ * An operation set ends in its rows, and a service-element block in its
+ * elements; ISO C cannot initialise such a flexible array statically. The
+ * VESK_OPS_T(n) and VESK_SEBLOCK_T(n) macros name a struct type with the same
+ * fields and exactly n trailing entries. Define the record with that type and
+ * hand it to the runtime through VESK_OPS(p) / VESK_SEBLOCK(p):
+ *
+ *     static VESK_OPS_T(5) my_ops = {
+ *         .rec = VESK_RECORD_INIT("operations/greeter/Hello", "greeter/Hello",
+ *                                 "greeter", VESK_OID3(3, 900, 1), NULL),
+ *         .podsize = sizeof(struct hello_pod), .opcount = 5,
+ *         .rows = { VESK_STDROWS_NONE, VESK_ROW(greet, "greeter::greet", greet) },
+ *     };
+ *     ... VESK_OPS(&my_ops) ...
+ *
+ * A class or module record is VeskClass / VeskModule followed by its own data
+ * and its SE block; write it as a struct of your own whose first member is
+ * the VeskClass or VeskModule. examples/ and the tests show complete modules.
+ */
+#ifndef VESK_H
+#define VESK_H
+
+#include <stdarg.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#include "nu.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Records that end in a flexible array. ISO C++ has no such member; GCC and
+ * Clang accept it as in C, and these marks keep a pedantic C++ build quiet. */
+#if defined(__cplusplus) && (defined(__GNUC__) || defined(__clang__))
+#define VESK_FLEXIBLE_BEGIN_ \
+    _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wpedantic\"")
+#define VESK_FLEXIBLE_END_ _Pragma("GCC diagnostic pop")
+#else
+#define VESK_FLEXIBLE_BEGIN_
+#define VESK_FLEXIBLE_END_
+#endif
+
+/* ------------------------------------------------------------------------ */
+/* Identifiers                                                               */
+/* ------------------------------------------------------------------------ */
+
+#define VESK_OID_MAXCOMP 6
+
+/* An object identifier: `count` components in use (1 to 6). A component of
+ * 0 matches anything in a comparison. `opnum` is the row number when the
+ * identifier is used as an operation key; no comparison looks at it. */
+typedef struct VeskOid {
+    uint16_t count;
+    uint16_t opnum;
+    uint16_t comp[VESK_OID_MAXCOMP];
+} VeskOid;
+
+/* Categories: comp[0] of an identifier. */
+#define VESK_CAT_OPS    3 /* "operations/..." */
+#define VESK_CAT_CLASS  4 /* "objects/..." */
+#define VESK_CAT_MODULE 5 /* "modules/..." */
+
+/* opnum of every identifier stored in a record. */
+#define VESK_OPNUM_NONE 0xFFFFu
+
+/* Identifier literals of 2, 3 and 4 components, as stored in records. */
+#define VESK_OID2(c0, c1)         { 2, VESK_OPNUM_NONE, { (c0), (c1), 0, 0, 0, 0 } }
+#define VESK_OID3(c0, c1, c2)     { 3, VESK_OPNUM_NONE, { (c0), (c1), (c2), 0, 0, 0 } }
+#define VESK_OID4(c0, c1, c2, c3) { 4, VESK_OPNUM_NONE, { (c0), (c1), (c2), (c3), 0, 0 } }
+
+/* ------------------------------------------------------------------------ */
+/* Kinds and flags                                                           */
+/* ------------------------------------------------------------------------ */
+
+#define VESK_KIND_STATIC   0 /* a static record not yet linked */
+#define VESK_KIND_SEOBJ    3 /* VeskSeobj: an object bound to one service element */
+#define VESK_KIND_INSTANCE 4
+#define VESK_KIND_CLASS    5
+#define VESK_KIND_OPS      6
+#define VESK_KIND_MODULE   7
+#define VESK_KIND_SE       8 /* tag of a VeskSe */
+#define VESK_KIND_SEBLOCK  9 /* tag of a VeskSeblock */
+
+#define VESK_F_EXTRASIZE 0x0001u /* instance: a size slot ahead of it holds its extra size */
+#define VESK_F_CALLERMEM 0x0002u /* instance: memory given by the caller */
+#define VESK_F_POOLED    0x0004u /* instance: comes from a zone pool */
+#define VESK_F_INITED    0x0008u /* instance: init has run and fini has not */
+#define VESK_F_LINKED    0x0080u /* class, ops, module: a linked static record */
+#define VESK_F_SUPER     0x0100u /* all but kind 3: `super` is valid, walks go on */
+#define VESK_F_IDENTITY  0x0200u /* class, ops, module: longkey..oid are present */
+#define VESK_F_SELIST    0x0400u /* class, module: the record has a selist */
+#define VESK_F_ROWS      0x0800u /* ops: the record has operation rows */
+#define VESK_F_MODULE    0x1000u /* module: the record has the module fields */
+
+/* The head words that linking writes: kind in the low half, flags in the high. */
+#define VESK_HEAD_CLASS  0x07800005u
+#define VESK_HEAD_OPS    0x0B800006u
+#define VESK_HEAD_MODULE 0x17800007u
+
+/* Format stamp carried by every static record. */
+#define VESK_STAMP 0x02040000u
+
+/* Progress bits of VeskRecord.state. */
+#define VESK_ST_STARTED  0x1u /* on_start has run, or there is none */
+#define VESK_ST_RESOLVED 0x2u /* everything the record imports is resolved */
+#define VESK_ST_ONCE     0x4u /* init_once of all its service elements has run */
+#define VESK_ST_LOADHELD 0x8u /* modules: a load request holds the module */
+
+/* An instance with VESK_F_EXTRASIZE: its allocation starts one slot of this
+ * size ahead of the instance, and the slot's first 32 bits hold the extra size. */
+#define VESK_EXTRASIZE_SLOT sizeof(uintptr_t)
+
+/* ------------------------------------------------------------------------ */
+/* Records                                                                   */
+/* ------------------------------------------------------------------------ */
+
+typedef struct VeskRecord VeskRecord;
+typedef struct VeskOps VeskOps;
+typedef struct VeskOprow VeskOprow;
+typedef struct VeskClass VeskClass;
+typedef struct VeskModule VeskModule;
+typedef struct VeskSe VeskSe;
+typedef struct VeskSeblock VeskSeblock;
+typedef struct VeskClosure VeskClosure;
+
+/* A 16-byte spinning reader/writer lock, all zero when free. */
+typedef struct VeskRwlock {
+    uint32_t guard;   /* guards the two counters */
+    uint32_t wgate;   /* held from the first waiting writer until a writer leaves */
+    uint32_t hold;    /* held by the readers as a group, or by the one writer */
+    uint16_t readers; /* read holders; 0xFFFF while a writer holds the lock */
+    uint16_t writers; /* writers holding or waiting */
+} VeskRwlock;
+
+/* The two link words of the service-element ring. */
+typedef struct VeskSelink {
+    struct VeskSelink *next;
+    struct VeskSelink *prev;
+} VeskSelink;
+
+/* The list of SE blocks that classes and modules carry. The list owns no
+ * memory: blocks are static or belong to whoever pushed them. */
+typedef struct VeskSelist {
+    unsigned char ready;                          /* 1 between init and fini */
+    unsigned char ready_pad_[sizeof(void *) - 1]; /* ready has a word of its own */
+    VeskRwlock lock;                              /* guards the ring for the locking forms */
+    VeskSelink ring;                              /* next, prev: the ring of blocks */
+    uint32_t count;                               /* blocks on the ring */
+} VeskSelist;
+
+/* The record head shared by class, operation set and module. */
+struct VeskRecord {
+    uint16_t kind;
+    uint16_t flags;
+    void *super;       /* class and ops: their module, written at link. Module: null */
+    uint32_t state;    /* VESK_ST_* */
+    int32_t holds;     /* holders of the record; changed under `lock` */
+    VeskRwlock lock;
+    uint32_t stamp;    /* VESK_STAMP */
+    const char *longkey;  /* "objects/Nucbmlsner" */
+    const char *shortkey; /* "Nucbmlsner" */
+    const char *name;     /* family name: "listener" for a set, else as shortkey */
+    VeskOid oid;
+    NuRTBTNode idnode;    /* node in the registry by identifier; data is the record */
+    void *idowner;        /* registry list holding the record, or null */
+    int64_t (*on_link)(VeskRecord *rec, VeskErr *status);
+    void (*on_stop)(VeskRecord *rec, VeskErr *status);
+    int64_t (*on_start)(VeskRecord *rec, VeskErr *status);
+};
+
+/* The head of a static record: everything linking doesn't write. */
+#define VESK_RECORD_INIT(longkey_, shortkey_, name_, oid_, on_link_)                      \
+    {                                                                                     \
+        0, 0, NULL, 0, 0, { 0, 0, 0, 0, 0 }, VESK_STAMP, (longkey_), (shortkey_), (name_), \
+            oid_, { NULL, NULL, 0, 0 }, NULL, (on_link_), NULL, NULL                      \
+    }
+
+/* A row's function. Rows hold functions of many signatures; every one takes
+ * (VeskClosure *, VeskErr *, ...) and callers cast `fn` to the row's real
+ * type before the call. */
+typedef void (*VeskOpfn)(void);
+
+#define VESK_FN(f)      ((VeskOpfn)(f))
+#define VESK_FN_ABSENT  ((VeskOpfn)0) /* nothing to do (standard rows only) */
+#define VESK_FN_IMPORT  ((VeskOpfn)1) /* linking takes fn of the source row */
+#define VESK_FN_ALIAS   ((VeskOpfn)2) /* linking takes fn of row source.opnum of this set */
+
+/* Row number 0xFFFF in an import's source: "this row's own index". */
+#define VESK_ROW_SAME 0xFFFFu
+
+struct VeskOprow {
+    const char *cname;     /* short name: "init_once", "notifierc" */
+    const char *opname;    /* long name for messages: "listener::notifier-count" */
+    const char *signature; /* "P,P" */
+    VeskOpfn fn;
+    VeskOid source;        /* import: the set and row; alias: opnum is the row, count 0 */
+    VeskOps *owner;        /* null until linked */
+};
+
+/* Rows of a static set. */
+#define VESK_ROW(cname_, opname_, fn_) \
+    { #cname_, (opname_), "P,P", VESK_FN(fn_), { 0, 0, { 0, 0, 0, 0, 0, 0 } }, NULL }
+#define VESK_ROW_ABSENT(cname_, opname_) \
+    { #cname_, (opname_), "P,P", VESK_FN_ABSENT, { 0, 0, { 0, 0, 0, 0, 0, 0 } }, NULL }
+#define VESK_ROW_IMPORT(cname_, opname_, source_) \
+    { #cname_, (opname_), "P,P", VESK_FN_IMPORT, source_, NULL }
+#define VESK_ROW_ALIAS(cname_, opname_, row_) \
+    { #cname_, (opname_), "P,P", VESK_FN_ALIAS, { 0, (row_), { 0, 0, 0, 0, 0, 0 } }, NULL }
+
+/* The four standard rows that begin every operation set. */
+#define VESK_OP_INIT_ONCE 0
+#define VESK_OP_FINI_ONCE 1
+#define VESK_OP_POD_INIT  2
+#define VESK_OP_POD_FINI  3
+#define VESK_STDROWS(init_once_, fini_once_, pod_init_, pod_fini_) \
+    VESK_ROW(init_once, "init-once", init_once_),                  \
+    VESK_ROW(fini_once, "fini-once", fini_once_),                  \
+    VESK_ROW(pod_init, "pod-init", pod_init_),                     \
+    VESK_ROW(pod_fini, "pod-fini", pod_fini_)
+#define VESK_STDROWS_NONE VESK_STDROWS(0, 0, 0, 0)
+
+/* Operation set: the record head, then `opcount` rows. */
+#define VESK_OPS_FIELDS_ \
+    VeskRecord rec;      \
+    uint32_t podsize;    \
+    uint32_t opcount;
+VESK_FLEXIBLE_BEGIN_
+struct VeskOps {
+    VESK_OPS_FIELDS_
+    VeskOprow rows[];
+};
+VESK_FLEXIBLE_END_
+#define VESK_OPS_T(n) struct { VESK_OPS_FIELDS_ VeskOprow rows[n]; }
+#define VESK_OPS(p)   ((VeskOps *)(void *)(p))
+
+/* Value of VeskSe.ops that asks linking to import the set by `importoid`. */
+#define VESK_OPS_IMPORT ((VeskOps *)1)
+
+/* A service element: binds an identifier to an operation set and says where
+ * its POD lies in the holder, `depth` levels below the carrying record. */
+struct VeskSe {
+    uint32_t kind;      /* VESK_KIND_SE */
+    VeskOid oid;        /* what lookups match */
+    uint32_t depth;     /* 0: the carrying record holds the POD; 1: an instance of it */
+    uint32_t podoff;    /* byte distance from the holder to the POD; 0: no POD */
+    unsigned char once; /* 1 while init_once has run and fini_once has not */
+    VeskOps *ops;       /* the set, or VESK_OPS_IMPORT */
+    VeskOid importoid;  /* the set to import; count 0 when ops is given */
+    VeskOps *opsref;    /* the set an import resolved to */
+};
+
+/* A service element literal: own set, or one imported by its identifier. */
+#define VESK_SE_OWN(oid_, depth_, podoff_, ops_) \
+    { VESK_KIND_SE, oid_, (depth_), (podoff_), 0, (ops_), { 0, 0, { 0, 0, 0, 0, 0, 0 } }, NULL }
+#define VESK_SE_IMPORT(oid_, depth_, podoff_) \
+    { VESK_KIND_SE, oid_, (depth_), (podoff_), 0, VESK_OPS_IMPORT, oid_, NULL }
+
+/* A block of service elements, what on_link pushes on a selist. */
+#define VESK_SEBLOCK_FIELDS_               \
+    uint32_t tag; /* VESK_KIND_SEBLOCK */  \
+    uintptr_t reserved[3];                 \
+    void (*on_drop)(VeskSeblock *block);   \
+    VeskSelink links;                      \
+    uint32_t count;
+VESK_FLEXIBLE_BEGIN_
+struct VeskSeblock {
+    VESK_SEBLOCK_FIELDS_
+    VeskSe se[];
+};
+VESK_FLEXIBLE_END_
+#define VESK_SEBLOCK_T(n) struct { VESK_SEBLOCK_FIELDS_ VeskSe se[n]; }
+#define VESK_SEBLOCK(p)   ((VeskSeblock *)(void *)(p))
+/* The fields of a static block ahead of its elements. */
+#define VESK_SEBLOCK_HEAD(n) VESK_KIND_SEBLOCK, { 0, 0, 0 }, NULL, { NULL, NULL }, (n)
+
+/* A class: the head, the SE list and the instance size. Class data (PODs of
+ * depth-0 elements, the descriptor POD) and the static SE block follow in the
+ * author's own struct. */
+struct VeskClass {
+    VeskRecord rec;
+    VeskSelist selist;
+    uint32_t instsize; /* bytes of an instance, head included; 0: not creatable */
+};
+
+/* The descriptor POD of classes and modules. */
+typedef struct VeskDescriptor {
+    uint32_t version; /* major | minor << 8 | patch << 16 */
+    const char *date; /* build date, "Aug  5 2020" */
+} VeskDescriptor;
+#define VESK_VERSION(major, minor, patch) \
+    ((uint32_t)(major) | ((uint32_t)(minor) << 8) | ((uint32_t)(patch) << 16))
+
+/* A list of modules: `uses` and `usedby`. */
+typedef struct VeskModlist {
+    unsigned char ready;
+    unsigned char ready_pad_[sizeof(void *) - 1];
+    unsigned char unused_[16];
+    uint32_t capacity;
+    uint32_t count;
+    VeskModule **storage;
+} VeskModlist;
+
+/* A module's dependency table, ended by an entry whose name is null. */
+#define VESK_DEP_OPTIONAL 0x1u
+typedef struct VeskDepEntry {
+    const char *name;         /* the module wanted, as a load request */
+    uint32_t flags;           /* VESK_DEP_OPTIONAL */
+    uintptr_t reserved;
+    const char *const *alts;  /* null-ended further names to try, or null */
+} VeskDepEntry;
+VESK_FLEXIBLE_BEGIN_
+typedef struct VeskDeptable {
+    uint32_t head; /* not read */
+    VeskDepEntry entries[];
+} VeskDeptable;
+VESK_FLEXIBLE_END_
+
+/* A module: the head, then the module fields. The static SE block follows in
+ * the author's own struct. */
+struct VeskModule {
+    VeskRecord rec;
+    VeskSelist selist;
+    uint32_t reserved;
+    uint32_t loads;      /* 1 while loaded */
+    void *handle;        /* the loaded file; null for the library's own modules */
+    VeskModlist uses;    /* modules this one depends on */
+    VeskModlist usedby;  /* modules that depend on this one */
+    const char *modname; /* the file key */
+    NuRTBTNode namenode; /* node in the registry by file key */
+    void *nameowner;
+    const VeskDeptable *(*deps)(VeskModule *mod);
+    uint32_t opsc;
+    VeskOps **opsv;
+    uint32_t clsc;
+    VeskClass **clsv;
+    VeskDescriptor descriptor;
+};
+
+/* The operation context: what every operation receives first. */
+struct VeskClosure {
+    void *self;   /* the object the caller addressed */
+    void *holder; /* the record in which the POD lies */
+    void *pod;    /* holder + podoff, or null */
+    VeskOps *ops; /* the set found */
+    int32_t opnum; /* the row; -1 when bound to a set and not to a row */
+};
+
+/* An instance: kind 4, flags, its class, then the PODs of depth-1 elements. */
+typedef struct VeskInstance {
+    uint16_t kind;
+    uint16_t flags;
+    VeskClass *super;
+} VeskInstance;
+
+/* A reference to an object bound to one of its service elements. `cl.self`
+ * stands where `super` stands in every other record. */
+typedef struct VeskSeobj {
+    uint16_t kind;  /* VESK_KIND_SEOBJ */
+    uint16_t flags; /* 0 */
+    VeskClosure cl;
+} VeskSeobj;
+
+/* ------------------------------------------------------------------------ */
+/* Identifiers and accessors                                                 */
+/* ------------------------------------------------------------------------ */
+
+/* Prefix comparison with wildcards: the shorter identifier matches every
+ * longer one that starts with it, and a component of 0 matches anything. */
+VESK_API int32_t VeskOidcmp(const VeskOid *a, const VeskOid *b);
+/* Total order: as VeskOidcmp, then by length. The order of the registries. */
+VESK_API int32_t VeskOidlcmp(const VeskOid *a, const VeskOid *b);
+
+/* Accessors take any object and first follow a kind-3 reference to what it
+ * refers to. They take no lock. */
+VESK_API VeskClass *VeskClassof(const void *obj);
+VESK_API VeskClass *VeskXclassof(const void *obj);
+VESK_API VeskModule *VeskModuleof(const void *obj);
+VESK_API VeskModule *VeskXmoduleof(const void *obj);
+VESK_API uint32_t VeskInstsize(const void *obj);
+VESK_API int32_t VeskInstcount(const void *obj);
+VESK_API uint32_t VeskExtrainstsz(const void *obj);
+VESK_API const char *VeskObjectLongkey(const void *obj);
+VESK_API const char *VeskObjectShortkey(const void *obj);
+VESK_API const char *VeskObjectName(const void *obj);
+VESK_API int32_t VeskObjectCategory(const void *obj);
+VESK_API int32_t VeskObjectPrimID(const void *obj);
+/* Copies count, opnum and `count` components into `buffer`; returns it. */
+VESK_API VeskOid *VeskObjectOID(const void *obj, VeskOid *buffer);
+/* Orders objects by what they are, never by which instance they are. */
+VESK_API int32_t VeskObjectCompare(const void *a, const void *b);
+
+/* ------------------------------------------------------------------------ */
+/* Service-element lists (no lock taken)                                     */
+/* ------------------------------------------------------------------------ */
+
+VESK_API int64_t _VeskSelistInit(VeskSelist *list);
+VESK_API int64_t _VeskSelistFini(VeskSelist *list);
+VESK_API int64_t _VeskSelistPushback_nlk(VeskSelist *list, VeskSeblock *block, VeskErr *status);
+VESK_API int64_t _VeskSelistPushfront_nlk(VeskSelist *list, VeskSeblock *block, VeskErr *status);
+VESK_API VeskSe *_VeskSelistLookup_nlk(VeskSelist *list, const VeskOid *key, VeskErr *status);
+VESK_API VeskSe *_VeskSelistLookup_ptr_nlk(VeskSelist *list, const VeskSe *se, VeskErr *status);
+VESK_API uint32_t _VeskSelistSize(const VeskSelist *list);
+
+/* ------------------------------------------------------------------------ */
+/* Lookup                                                                    */
+/* ------------------------------------------------------------------------ */
+
+/* Finds row key->opnum of the first set on the object's chain whose element
+ * matches key; fills `closure`. Null after a report (facility 1000, code 1025).
+ * The V forms build the key from arguments: opnum, then the primary
+ * identifier c1 and up to four further components, ended by -1; the category
+ * is 3. The underscore forms treat a kind-3 reference like any record. */
+VESK_API VeskOprow *VeskLookupop(void *object, const VeskOid *key, VeskClosure *closure,
+                                 VeskErr *status);
+VESK_API VeskOprow *VeskVlookupop(void *object, VeskClosure *closure, VeskErr *status, int opnum,
+                                  int c1, ...);
+VESK_API VeskOprow *_VeskLookupop(void *object, const VeskOid *key, VeskClosure *closure,
+                                  VeskErr *status);
+VESK_API VeskOprow *_VeskVlookupop(void *object, VeskClosure *closure, VeskErr *status, int opnum,
+                                   int c1, ...);
+
+/* Finds the service element and the record holding its POD. */
+VESK_API VeskSe *VeskLookupSE(void *object, const VeskOid *key, void **holder, VeskErr *status);
+VESK_API VeskSe *_VeskLookupSE(void *object, const VeskOid *key, void **holder, VeskErr *status);
+/* The POD, or null (after a report if no element matches; silently if the
+ * element has no POD). */
+VESK_API void *VeskLookupPOD(void *object, const VeskOid *key, VeskErr *status);
+VESK_API void *_VeskLookupPOD(void *object, const VeskOid *key, VeskErr *status);
+/* Binds the object to the matching element: fills `out`, returns it. */
+VESK_API VeskSeobj *VeskSeobject(void *object, const VeskOid *key, VeskSeobj *out,
+                                 VeskErr *status);
+/* Fills `closure` for the matching element with opnum -1, returns it. */
+VESK_API VeskClosure *_VeskClosure(void *object, const VeskOid *key, VeskClosure *closure,
+                                   VeskErr *status);
+
+/* ------------------------------------------------------------------------ */
+/* Status reports                                                            */
+/* ------------------------------------------------------------------------ */
+
+/* The object whose operation 4 (make) of 3.1008 formats reports; null until
+ * the error service is up. */
+VESK_API extern void *_G_error_service_default;
+
+/* Fills `err` with (facility << 16) | code, syserr and variant; with a
+ * message buffer and a service, the service formats variant `variant` of the
+ * code with the remaining arguments. 0, or -1 if the service was asked and
+ * doesn't know the code. A null `err` does nothing. `service` null means
+ * _G_error_service_default. */
+VESK_API int64_t VeskMkerr(void *service, VeskErr *err, uint32_t info0, uint32_t info1,
+                           uint32_t info2, int32_t facility, int32_t code, int32_t syserr,
+                           uint32_t variant, ...);
+/* As VeskMkerr, through the localised row; `locale` is passed to the service. */
+VESK_API int64_t VeskMkerr_l(void *service, VeskErr *err, const char *locale, uint32_t info0,
+                             uint32_t info1, uint32_t info2, int32_t facility, int32_t code,
+                             int32_t syserr, uint32_t variant, ...);
+/* Fills `err` with variant 0 and formats the caller's own printf format
+ * (positional parameters accepted) into msg, cut to msgsize and ended by a
+ * NUL. Always 0. */
+VESK_API int64_t VeskMkerr_u(VeskErr *err, uint32_t info0, uint32_t info1, uint32_t info2,
+                             int32_t facility, int32_t code, int32_t syserr, const char *format,
+                             ...);
+
+/* Rows 4 and 5 of "operations/error/Err", as VeskMkerr calls them. */
+#define VESK_ERR_FAMILY  1008
+#define VESK_ERR_OP_MAKE   4
+#define VESK_ERR_OP_MAKE_L 5
+typedef int64_t (*VeskErrMakefn)(VeskClosure *cl, VeskErr *err, uint32_t info0, uint32_t info1,
+                                 uint32_t info2, int32_t facility, int32_t code, int32_t syserr,
+                                 uint32_t variant, va_list args);
+typedef int64_t (*VeskErrMakeLfn)(VeskClosure *cl, VeskErr *err, const char *locale,
+                                  uint32_t info0, uint32_t info1, uint32_t info2,
+                                  int32_t facility, int32_t code, int32_t syserr,
+                                  uint32_t variant, va_list args);
+
+/* Facilities of the runtime and codes it reports. */
+#define VESK_FAC_RUNTIME 1000
+#define VESK_CODE_INAPPROPRIATE 1025    /* 0x0401 inappropriate operation */
+#define VESK_CODE_NOTIMPL       1026    /* 0x0402 not implemented */
+#define VESK_CODE_NOMATCH       49170   /* 0xC012 name matches no entry */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* VESK_H */

@@ -1,0 +1,203 @@
+// Operation lookup: the dispatch of the runtime.
+//
+// A walk climbs from an object through its class to its module, and at each
+// record considers only the first service element that matches the key. The
+// path is taken by every front-end call and has no cache, so it compares
+// identifiers and nothing else: no lock, no allocation, no string.
+#include <cstdarg>
+
+#include "object.hpp"
+#include "report.hpp"
+#include "selist.hpp"
+
+using namespace vesk::rt;
+
+namespace {
+
+// Records a walk may pass: instance, class, module, and one more per kind-3
+// reference the underscore forms pass through. A longer chain fails the
+// lookup like any other miss.
+constexpr unsigned kChainMax = 8;
+
+struct Found {
+    VeskSe *se;
+    void *holder;
+};
+
+// With kRows the set must also have row key->opnum; a set that is too short
+// sends the walk on upward.
+template <bool kRows>
+inline bool walk(void *obj, const VeskOid *key, Found &out) {
+    void *chain[kChainMax];
+    void *rec = obj;
+    for (unsigned level = 0; rec != nullptr && level < kChainMax; ++level) {
+        chain[level] = rec;
+        const Head *h = head(rec);
+        if (h->flags & VESK_F_SELIST) {
+            VeskSe *se = selist_find(selist_of(rec), key);
+            if (se != nullptr && level >= se->depth &&
+                (!kRows || key->opnum < se->ops->opcount)) {
+                out = {se, chain[level - se->depth]};
+                return true;
+            }
+        }
+        rec = h->super;
+    }
+    return false;
+}
+
+inline void *pod_at(void *holder, const VeskSe *se) {
+    return se->podoff != 0 ? static_cast<char *>(holder) + se->podoff : nullptr;
+}
+
+void report_inappropriate(VeskErr *status, const VeskOid *key, const void *object) {
+    report(status, VESK_CODE_INAPPROPRIATE, 0, 5, int{key->opnum},
+           printable(VeskObjectLongkey(object)));
+}
+
+void report_no_element(VeskErr *status, const VeskOid *key) {
+    report(status, VESK_CODE_NOMATCH, 0, 1, int{key->comp[1]});
+}
+
+VeskOprow *lookup_by_walk(void *object, const VeskOid *key, VeskClosure *closure,
+                          VeskErr *status) {
+    Found f;
+    if (!walk<true>(object, key, f)) {
+        report_inappropriate(status, key, object);
+        return nullptr;
+    }
+    *closure = {object, f.holder, pod_at(f.holder, f.se), f.se->ops, int32_t{key->opnum}};
+    return &f.se->ops->rows[key->opnum];
+}
+
+// A reference bound to a set that matches the key: the set is the answer.
+inline const VeskSeobj *bound_match(const void *object, const VeskOid *key) {
+    if (object == nullptr || !is_kind(object, VESK_KIND_SEOBJ))
+        return nullptr;
+    const auto *ref = static_cast<const VeskSeobj *>(object);
+    const VeskOps *bound = ref->cl.ops;
+    return bound != nullptr && VeskOidcmp(&bound->rec.oid, key) == 0 ? ref : nullptr;
+}
+
+// The object a walk starts from when a reference is not asked for its own set.
+inline void *walk_start(void *object) {
+    return object != nullptr && is_kind(object, VESK_KIND_SEOBJ)
+               ? static_cast<VeskSeobj *>(object)->cl.self
+               : object;
+}
+
+VeskOprow *lookup_seobj_aware(void *object, const VeskOid *key, VeskClosure *closure,
+                              VeskErr *status) {
+    if (const VeskSeobj *ref = bound_match(object, key)) {
+        VeskOps *bound = ref->cl.ops;
+        if (key->opnum >= bound->opcount) {
+            report_inappropriate(status, key, ref->cl.self);
+            return nullptr;
+        }
+        *closure = ref->cl;
+        closure->opnum = key->opnum;
+        return &bound->rows[key->opnum];
+    }
+    return lookup_by_walk(walk_start(object), key, closure, status);
+}
+
+// Key of the V forms: category 3, c1, then up to four components ended by -1.
+VeskOid vkey(int opnum, int c1, va_list args) {
+    VeskOid key{2, static_cast<uint16_t>(opnum), {VESK_CAT_OPS, static_cast<uint16_t>(c1)}};
+    while (key.count < VESK_OID_MAXCOMP) {
+        const int c = va_arg(args, int);
+        if (c == -1)
+            break;
+        key.comp[key.count++] = static_cast<uint16_t>(c);
+    }
+    return key;
+}
+
+}  // namespace
+
+extern "C" {
+
+VESK_API VeskOprow *VeskLookupop(void *object, const VeskOid *key, VeskClosure *closure,
+                                 VeskErr *status) {
+    return lookup_seobj_aware(object, key, closure, status);
+}
+
+VESK_API VeskOprow *_VeskLookupop(void *object, const VeskOid *key, VeskClosure *closure,
+                                  VeskErr *status) {
+    return lookup_by_walk(object, key, closure, status);
+}
+
+VESK_API VeskOprow *VeskVlookupop(void *object, VeskClosure *closure, VeskErr *status, int opnum,
+                                  int c1, ...) {
+    va_list args;
+    va_start(args, c1);
+    const VeskOid key = vkey(opnum, c1, args);
+    va_end(args);
+    return lookup_seobj_aware(object, &key, closure, status);
+}
+
+VESK_API VeskOprow *_VeskVlookupop(void *object, VeskClosure *closure, VeskErr *status, int opnum,
+                                   int c1, ...) {
+    va_list args;
+    va_start(args, c1);
+    const VeskOid key = vkey(opnum, c1, args);
+    va_end(args);
+    return lookup_by_walk(object, &key, closure, status);
+}
+
+VESK_API VeskSe *_VeskLookupSE(void *object, const VeskOid *key, void **holder, VeskErr *status) {
+    Found f;
+    if (!walk<false>(object, key, f)) {
+        report_no_element(status, key);
+        return nullptr;
+    }
+    if (holder != nullptr)
+        *holder = f.holder;
+    return f.se;
+}
+
+VESK_API VeskSe *VeskLookupSE(void *object, const VeskOid *key, void **holder, VeskErr *status) {
+    return _VeskLookupSE(deref(object), key, holder, status);
+}
+
+VESK_API void *_VeskLookupPOD(void *object, const VeskOid *key, VeskErr *status) {
+    void *holder = nullptr;
+    const VeskSe *se = _VeskLookupSE(object, key, &holder, status);
+    return se != nullptr ? pod_at(holder, se) : nullptr;
+}
+
+VESK_API void *VeskLookupPOD(void *object, const VeskOid *key, VeskErr *status) {
+    if (const VeskSeobj *ref = bound_match(object, key))
+        return ref->cl.pod;
+    return _VeskLookupPOD(walk_start(object), key, status);
+}
+
+VESK_API VeskSeobj *VeskSeobject(void *object, const VeskOid *key, VeskSeobj *out,
+                                 VeskErr *status) {
+    if (const VeskSeobj *ref = bound_match(object, key)) {
+        *out = *ref;
+        out->cl.opnum = -1;
+        return out;
+    }
+    object = walk_start(object);
+    void *holder = nullptr;
+    VeskSe *se = _VeskLookupSE(object, key, &holder, status);
+    if (se == nullptr)
+        return nullptr;
+    out->kind = VESK_KIND_SEOBJ;
+    out->flags = 0;
+    out->cl = {object, holder, pod_at(holder, se), se->ops, -1};
+    return out;
+}
+
+VESK_API VeskClosure *_VeskClosure(void *object, const VeskOid *key, VeskClosure *closure,
+                                   VeskErr *status) {
+    void *holder = nullptr;
+    VeskSe *se = _VeskLookupSE(object, key, &holder, status);
+    if (se == nullptr)
+        return nullptr;
+    *closure = {object, holder, pod_at(holder, se), se->ops, -1};
+    return closure;
+}
+
+}  // extern "C"

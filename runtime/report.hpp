@@ -1,0 +1,24 @@
+// Reports of the object runtime proper (facility 1000).
+#pragma once
+
+#include "vesk.h"
+
+namespace vesk::rt {
+
+// Scope word that opens the runtime's argument reports.
+inline constexpr const char *kScope = "vesk-runtime";
+
+template <class... Args>
+inline void report(VeskErr *status, int32_t code, int32_t syserr, uint32_t variant, Args... args) {
+    VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RUNTIME, code, syserr, variant, args...);
+}
+
+// A null argument: 258 (EFAULT), variant 3, scope, function, "@parameter".
+inline void report_null_arg(VeskErr *status, const char *function, const char *param) {
+    report(status, 258, 14, 3, kScope, function, param);
+}
+
+// A string argument for %s that is never a null pointer.
+inline const char *printable(const char *s) { return s != nullptr ? s : "(null)"; }
+
+}  // namespace vesk::rt

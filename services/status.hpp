@@ -1,0 +1,20 @@
+// Status reports: helpers for the library's own operations.
+#pragma once
+
+#include "vesk.h"
+
+namespace vesk {
+
+// The status value of a report: (facility << 16) | code as a signed 32-bit
+// number, sign-extended.
+constexpr int64_t status_value(int32_t facility, int32_t code) {
+    return static_cast<int32_t>((static_cast<uint32_t>(facility) << 16) |
+                                (static_cast<uint32_t>(code) & 0xFFFFu));
+}
+
+// Passes a nested failure on from a running operation: the code, syserr,
+// variant and message stay; the family of the running set (its primary
+// identifier) goes into the high half. A null record is left alone.
+void restamp(VeskErr *err, const VeskClosure *running);
+
+}  // namespace vesk

@@ -80,6 +80,11 @@ typedef struct VeskOid {
 #define VESK_OID3(c0, c1, c2)     { 3, VESK_OPNUM_NONE, { (c0), (c1), (c2), 0, 0, 0 } }
 #define VESK_OID4(c0, c1, c2, c3) { 4, VESK_OPNUM_NONE, { (c0), (c1), (c2), (c3), 0, 0 } }
 
+/* Operation keys: row `op` of the first set matching the components. Also the
+ * source of an imported row (row VESK_ROW_SAME: the importing row's index). */
+#define VESK_OPKEY2(op, c0, c1)     { 2, (op), { (c0), (c1), 0, 0, 0, 0 } }
+#define VESK_OPKEY3(op, c0, c1, c2) { 3, (op), { (c0), (c1), (c2), 0, 0, 0 } }
+
 /* ------------------------------------------------------------------------ */
 /* Kinds and flags                                                           */
 /* ------------------------------------------------------------------------ */
@@ -180,12 +185,19 @@ struct VeskRecord {
     int64_t (*on_start)(VeskRecord *rec, VeskErr *status);
 };
 
-/* The head of a static record: everything linking doesn't write. */
-#define VESK_RECORD_INIT(longkey_, shortkey_, name_, oid_, on_link_)                      \
-    {                                                                                     \
-        0, 0, NULL, 0, 0, { 0, 0, 0, 0, 0 }, VESK_STAMP, (longkey_), (shortkey_), (name_), \
-            oid_, { NULL, NULL, 0, 0 }, NULL, (on_link_), NULL, NULL                      \
+/* The head of a static record: everything linking doesn't write. `oid_` is
+ * a literal such as VESK_OID2(4, 900). */
+#define VESK_RECORD_INIT(longkey_, shortkey_, name_, oid_, on_link_) \
+    VESK_RECORD_INIT_(longkey_, shortkey_, name_, on_link_, oid_)
+/* Internal: the identifier comes last so that its commas pass through. */
+#define VESK_RECORD_INIT_(longkey_, shortkey_, name_, on_link_, ...)                       \
+    {                                                                                      \
+        0, 0, NULL, 0, 0, { 0, 0, 0, 0, 0 }, VESK_STAMP, (longkey_), (shortkey_), (name_),  \
+            __VA_ARGS__, { NULL, NULL, 0, 0 }, NULL, (on_link_), NULL, NULL                \
     }
+
+/* An empty selist, as it stands in static data until linking sets it up. */
+#define VESK_SELIST_INIT { 0, { 0 }, { 0, 0, 0, 0, 0 }, { NULL, NULL }, 0 }
 
 /* A row's function. Rows hold functions of many signatures; every one takes
  * (VeskClosure *, VeskErr *, ...) and callers cast `fn` to the row's real
@@ -293,6 +305,8 @@ struct VeskClass {
     VeskSelist selist;
     uint32_t instsize; /* bytes of an instance, head included; 0: not creatable */
 };
+#define VESK_CLASS_INIT(longkey_, shortkey_, name_, oid_, on_link_, instsize_) \
+    { VESK_RECORD_INIT_(longkey_, shortkey_, name_, on_link_, oid_), VESK_SELIST_INIT, (instsize_) }
 
 /* The descriptor POD of classes and modules. */
 typedef struct VeskDescriptor {
@@ -347,6 +361,13 @@ struct VeskModule {
     VeskClass **clsv;
     VeskDescriptor descriptor;
 };
+#define VESK_MODLIST_INIT { 0, { 0 }, { 0 }, 0, 0, NULL }
+#define VESK_MODULE_INIT(longkey_, shortkey_, name_, oid_, on_link_, modname_, version_, date_) \
+    {                                                                                       \
+        VESK_RECORD_INIT_(longkey_, shortkey_, name_, on_link_, oid_), VESK_SELIST_INIT, 0, 0, \
+            NULL, VESK_MODLIST_INIT, VESK_MODLIST_INIT, (modname_), { NULL, NULL, 0, 0 },    \
+            NULL, NULL, 0, NULL, 0, NULL, { (version_), (date_) }                          \
+    }
 
 /* The operation context: what every operation receives first. */
 struct VeskClosure {

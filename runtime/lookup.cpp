@@ -50,16 +50,16 @@ inline void *pod_at(void *holder, const VeskSe *se) {
     return se->podoff != 0 ? static_cast<char *>(holder) + se->podoff : nullptr;
 }
 
-void report_inappropriate(VeskErr *status, const VeskOid *key, const void *object) {
+[[gnu::cold, gnu::noinline]] void report_inappropriate(VeskErr *status, const VeskOid *key, const void *object) {
     report(status, VESK_CODE_INAPPROPRIATE, 0, 5, int{key->opnum},
            printable(VeskObjectLongkey(object)));
 }
 
-void report_no_element(VeskErr *status, const VeskOid *key) {
+[[gnu::cold, gnu::noinline]] void report_no_element(VeskErr *status, const VeskOid *key) {
     report(status, VESK_CODE_NOMATCH, 0, 1, int{key->comp[1]});
 }
 
-VeskOprow *lookup_by_walk(void *object, const VeskOid *key, VeskClosure *closure,
+inline VeskOprow *lookup_by_walk(void *object, const VeskOid *key, VeskClosure *closure,
                           VeskErr *status) {
     Found f;
     if (!walk<true>(object, key, f)) {
@@ -76,7 +76,7 @@ inline const VeskSeobj *bound_match(const void *object, const VeskOid *key) {
         return nullptr;
     const auto *ref = static_cast<const VeskSeobj *>(object);
     const VeskOps *bound = ref->cl.ops;
-    return bound != nullptr && VeskOidcmp(&bound->rec.oid, key) == 0 ? ref : nullptr;
+    return bound != nullptr && oid_matches(&bound->rec.oid, key) ? ref : nullptr;
 }
 
 // The object a walk starts from when a reference is not asked for its own set.
@@ -86,7 +86,7 @@ inline void *walk_start(void *object) {
                : object;
 }
 
-VeskOprow *lookup_seobj_aware(void *object, const VeskOid *key, VeskClosure *closure,
+inline VeskOprow *lookup_seobj_aware(void *object, const VeskOid *key, VeskClosure *closure,
                               VeskErr *status) {
     if (const VeskSeobj *ref = bound_match(object, key)) {
         VeskOps *bound = ref->cl.ops;

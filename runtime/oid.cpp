@@ -1,27 +1,7 @@
 // Object identifiers: prefix comparison with wildcards, and the total order.
-#include <algorithm>
+#include "oid.hpp"
 
-#include "vesk.h"
-
-namespace {
-
-// Components compared: the shorter count, kept inside the record.
-inline unsigned common_length(const VeskOid *a, const VeskOid *b) {
-    return std::min<unsigned>({a->count, b->count, VESK_OID_MAXCOMP});
-}
-
-// Compares the first n components; a 0 on either side matches anything.
-inline int32_t prefix_compare(const VeskOid *a, const VeskOid *b, unsigned n) {
-    for (unsigned i = 0; i < n; ++i) {
-        const int32_t x = a->comp[i];
-        const int32_t y = b->comp[i];
-        if (x != y && x != 0 && y != 0)
-            return x - y;
-    }
-    return 0;
-}
-
-}  // namespace
+using namespace vesk::rt;
 
 extern "C" {
 

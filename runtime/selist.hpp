@@ -3,6 +3,7 @@
 
 #include <cstddef>
 
+#include "oid.hpp"
 #include "vesk.h"
 
 namespace vesk::rt {
@@ -28,7 +29,7 @@ inline VeskSe *selist_find_if(const VeskSelist *list, Fn fn) {
 
 // The first element whose identifier matches key by prefix; no report.
 inline VeskSe *selist_find(const VeskSelist *list, const VeskOid *key) {
-    return selist_find_if(list, [key](const VeskSe *se) { return VeskOidcmp(&se->oid, key) == 0; });
+    return selist_find_if(list, [key](const VeskSe *se) { return oid_matches(&se->oid, key); });
 }
 
 }  // namespace vesk::rt

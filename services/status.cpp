@@ -68,16 +68,6 @@ int64_t fill(void *service, VeskErr *err, uint16_t opnum, const Fields &f, Call 
 
 }  // namespace
 
-namespace vesk {
-
-void restamp(VeskErr *err, const VeskClosure *running) {
-    if (err == nullptr)
-        return;
-    err->status = status_value(running->ops->rec.oid.comp[1], static_cast<int32_t>(err->status));
-}
-
-}  // namespace vesk
-
 extern "C" {
 
 VESK_API int64_t VeskMkerr(void *service, VeskErr *err, uint32_t info0, uint32_t info1,

@@ -15,6 +15,9 @@ constexpr int64_t status_value(int32_t facility, int32_t code) {
 // Passes a nested failure on from a running operation: the code, syserr,
 // variant and message stay; the family of the running set (its primary
 // identifier) goes into the high half. A null record is left alone.
-void restamp(VeskErr *err, const VeskClosure *running);
+inline void restamp(VeskErr *err, const VeskClosure *running) {
+    if (err != nullptr)
+        err->status = status_value(running->ops->rec.oid.comp[1], static_cast<int32_t>(err->status));
+}
 
 }  // namespace vesk

@@ -394,6 +394,26 @@ typedef struct VeskSeobj {
 } VeskSeobj;
 
 /* ------------------------------------------------------------------------ */
+/* Start-up records                                                          */
+/* ------------------------------------------------------------------------ */
+
+/* A part of the library that must start at load registers one of these; a
+ * last load-time initialiser runs them by `order`, lowest first, and their
+ * stop functions run in reverse at unload. */
+typedef struct VeskStartRec {
+    char magic[4];            /* "nuit" */
+    int32_t order;
+    int32_t (*start)(uintptr_t arg); /* negative stops the chain */
+    uintptr_t start_arg;
+    int32_t (*stop)(uintptr_t arg);  /* result ignored */
+    uintptr_t stop_arg;
+    NuRTBTNode node;          /* in the order tree; data is the record */
+    struct VeskStartRec *next, *prev;
+} VeskStartRec;
+
+#define VESK_START_MAGIC { 'n', 'u', 'i', 't' }
+
+/* ------------------------------------------------------------------------ */
 /* Identifiers and accessors                                                 */
 /* ------------------------------------------------------------------------ */
 

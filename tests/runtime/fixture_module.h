@@ -1,0 +1,103 @@
+/*
+ * fixture_module.h - a small module for the runtime tests, written in plain
+ * C as a module author writes one, and linked by hand.
+ *
+ * "modules/fixture" (5.900) carries 3.902.2 "LongProbe" (8 rows) with a POD
+ * in the module record. Its classes:
+ *
+ *   "objects/Widget" (4.900), SEs in this order:
+ *     FX_SE_CLASS      3.901.1  depth 0  POD in the class   WidgetCls (6 rows)
+ *     FX_SE_INSTANCE   3.1006.6 depth 1  POD in the instance FxCounter (7 rows)
+ *     FX_SE_SHORT      3.902.1  depth 0  no POD             ShortProbe (5 rows)
+ *     FX_SE_FIRSTPICK  3.903.1  depth 0  no POD             FirstPick (5 rows)
+ *     FX_SE_LATERPICK  3.903.2  depth 0  no POD             LaterPick (9 rows)
+ *     FX_SE_WIDE9      3.904.1.2.3.9     no POD             FirstPick
+ *     FX_SE_WIDE4      3.904.1.2.3.4     no POD             LaterPick
+ *   "objects/Gadget" (4.901): 3.1006.6 depth 1, POD behind a spare word.
+ *   "objects/FxErrsvc" (4.902): 3.1008.1 depth 0, a tiny error service whose
+ *     row 4 formats the runtime's own reports.
+ *
+ * Every row from 4 on of every set but the error set is fx_op.
+ */
+#ifndef FIXTURE_MODULE_H
+#define FIXTURE_MODULE_H
+
+#include "vesk.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The POD of every fixture service: a counter and a tag saying whose it is. */
+typedef struct FxPod {
+    int32_t value;
+    uint32_t tag;
+} FxPod;
+
+#define FX_TAG_CLASS  0xC1A55u
+#define FX_TAG_MODULE 0x40D01Eu
+
+typedef struct FxWidget {
+    VeskInstance head;
+    FxPod pod; /* 3.1006.6 */
+} FxWidget;
+
+typedef struct FxGadget {
+    VeskInstance head;
+    uint64_t spare;
+    FxPod pod; /* 3.1006.6 */
+} FxGadget;
+
+/* Row 4 onward: records what it received in fx_seen, adds `delta` to the
+ * POD's value and returns the new value (or -1 without a POD). */
+typedef int64_t (*FxOpfn)(VeskClosure *cl, VeskErr *status, int32_t delta);
+
+typedef struct FxSeen {
+    int calls;
+    VeskClosure cl;
+    VeskErr *status;
+} FxSeen;
+extern FxSeen fx_seen;
+
+enum {
+    FX_SE_CLASS,
+    FX_SE_INSTANCE,
+    FX_SE_SHORT,
+    FX_SE_FIRSTPICK,
+    FX_SE_LATERPICK,
+    FX_SE_WIDE9,
+    FX_SE_WIDE4,
+    FX_WIDGET_SES
+};
+
+extern VeskModule *const fx_module;
+extern VeskClass *const fx_widget;
+extern VeskClass *const fx_gadget;
+extern VeskClass *const fx_errsvc;
+
+extern VeskOps *const fx_cls_ops;   /* 3.901.1 */
+extern VeskOps *const fx_inst_ops;  /* 3.1006.6 */
+extern VeskOps *const fx_short_ops; /* 3.902.1 */
+extern VeskOps *const fx_long_ops;  /* 3.902.2, on the module */
+extern VeskOps *const fx_first_ops; /* 3.903.1 */
+extern VeskOps *const fx_later_ops; /* 3.903.2 */
+extern VeskOps *const fx_err_ops;   /* 3.1008.1 */
+
+extern FxPod *const fx_widget_pod; /* the class POD of Widget */
+extern FxPod *const fx_module_pod; /* the module POD of LongProbe */
+extern VeskSeblock *const fx_widget_block;
+
+/* Writes the heads and pushes the static blocks as linking does; 0, or -1
+ * if a block could not be pushed. fx_unlink takes it all back. */
+int64_t fx_link(void);
+void fx_unlink(void);
+
+/* A fresh instance: kind 4, flag 0x0100, super the class, POD zero with `tag`. */
+void fx_widget_init(FxWidget *w, uint32_t tag);
+void fx_gadget_init(FxGadget *g, uint32_t tag);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* FIXTURE_MODULE_H */

@@ -23,7 +23,8 @@ tsan: setup
 	ctest --preset tsan
 
 # Release benchmarks, library beside its alternatives in one run.
-bench: setup
+bench:
+	@scripts/setup.sh bench
 	cmake --preset release
 	cmake --build --preset release
 	@for b in build/release/bench/vesk_bench_*; do \

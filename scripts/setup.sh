@@ -1,6 +1,7 @@
 #!/bin/sh
 # Checks what the build needs and installs what is missing from Debian's
 # packages. Safe to run again: it does nothing when everything is there.
+# With the argument "bench", also what the benchmarks compare against.
 set -eu
 
 need_packages=""
@@ -18,6 +19,10 @@ need_command g++ g++
 need_command nm binutils
 need_file /usr/include/gtest/gtest.h libgtest-dev
 need_file /usr/include/benchmark/benchmark.h libbenchmark-dev
+if [ "${1:-}" = bench ]; then
+    need_command pkg-config pkg-config
+    need_file /usr/include/glib-2.0/glib.h libglib2.0-dev
+fi
 
 if [ -z "$need_packages" ]; then
     exit 0

@@ -14,10 +14,14 @@ constexpr int64_t status_value(int32_t facility, int32_t code) {
 
 // Passes a nested failure on from a running operation: the code, syserr,
 // variant and message stay; the family of the running set (its primary
-// identifier) goes into the high half. A null record is left alone.
-inline void restamp(VeskErr *err, const VeskClosure *running) {
+// identifier, or a Nu family number) goes into the high half. A null record
+// is left alone.
+inline void restamp(VeskErr *err, int32_t family) {
     if (err != nullptr)
-        err->status = status_value(running->ops->rec.oid.comp[1], static_cast<int32_t>(err->status));
+        err->status = status_value(family, static_cast<int32_t>(err->status));
+}
+inline void restamp(VeskErr *err, const VeskClosure *running) {
+    restamp(err, running->ops->rec.oid.comp[1]);
 }
 
 }  // namespace vesk

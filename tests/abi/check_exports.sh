@@ -10,6 +10,8 @@ incdir=$2
 
 toolchain='^(_init|_fini|_edata|_end|__bss_start|__odr_asan[._].*|__asan_.*|__ubsan_.*|__tsan_.*|__sancov_.*)$'
 library_prefix='^(_?_?[Vv]esk|_?[Nn]u|_?nu_)'
+# POSIX-named twins that the C library lacks, exported under their own names.
+posix_twins='^(msleep)$'
 
 symbols=$(mktemp)
 trap 'rm -f "$symbols"' EXIT
@@ -23,7 +25,7 @@ while read -r sym type _rest; do
     checked=$((checked + 1))
     case $type in
         T|t|W|w|i)
-            echo "$sym" | grep -Eq "$library_prefix" ||
+            echo "$sym" | grep -Eq "$library_prefix|$posix_twins" ||
                 { echo "exported function without a library name: $sym"; bad=1; continue; } ;;
         D|d|B|b|R|r|V|v|G|g|S|s)
             echo "$sym" | grep -Eq '^_G_' ||

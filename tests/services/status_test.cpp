@@ -1,12 +1,11 @@
 // Status reports: the direct fill, the service path and re-stamping.
 #include <gtest/gtest.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <string>
 
 #include "services/status.hpp"
+#include "support/capture_service.hpp"
 #include "vesk.h"
 
 namespace {
@@ -24,80 +23,10 @@ struct Record {
     }
 };
 
-// ---------------------------------------------------------------------------
-// A small error service: a class whose set 3.1008.1 answers rows 4 and 5 by
-// formatting "<facility>/<code>/<variant>: " and the caller's arguments as a
-// string, and reports -1 for code 0xDEAD as an unknown code.
-
-struct Seen {
-    int calls = 0;
-    const char *locale = nullptr;
-    void *holder = nullptr;
-};
-Seen seen;
-
-int64_t format_into(VeskErr *err, int32_t facility, int32_t code, uint32_t variant,
-                    va_list args) {
-    err->status = vesk::status_value(facility, code);
-    err->variant = variant;
-    const int n = std::snprintf(err->msg, err->msgsize, "%d/%d/%u: ", facility, code, variant);
-    std::vsnprintf(err->msg + n, err->msgsize - n, "%s", args);
-    return code == 0xDEAD ? -1 : 0;
-}
-
-int64_t make(VeskClosure *cl, VeskErr *err, uint32_t, uint32_t, uint32_t, int32_t facility,
-             int32_t code, int32_t, uint32_t variant, va_list args) {
-    ++seen.calls;
-    seen.holder = cl->holder;
-    return format_into(err, facility, code, variant, args);
-}
-
-int64_t make_l(VeskClosure *cl, VeskErr *err, const char *locale, uint32_t, uint32_t, uint32_t,
-               int32_t facility, int32_t code, int32_t, uint32_t variant, va_list args) {
-    ++seen.calls;
-    seen.locale = locale;
-    seen.holder = cl->holder;
-    return format_into(err, facility, code, variant, args);
-}
-
-// The records of the service, linked by hand: heads written, block pushed.
-struct Service {
-    VESK_OPS_T(6) ops{};
-    VESK_SEBLOCK_T(1) block{};
-    VeskModule module{};
-    VeskClass cls{};
-
-    explicit Service(uint32_t opcount, VeskOpfn make_fn = VESK_FN(make)) {
-        ops.rec.kind = VESK_KIND_OPS;
-        ops.rec.flags = VESK_HEAD_OPS >> 16;
-        ops.rec.super = &module;
-        ops.rec.oid = {3, VESK_OPNUM_NONE, {3, VESK_ERR_FAMILY, 1}};
-        ops.opcount = opcount;
-        ops.rows[VESK_ERR_OP_MAKE].fn = make_fn;
-        ops.rows[VESK_ERR_OP_MAKE_L].fn = VESK_FN(make_l);
-
-        block.tag = VESK_KIND_SEBLOCK;
-        block.count = 1;
-        block.se[0] = {VESK_KIND_SE, ops.rec.oid, 0, 0, 0, VESK_OPS(&ops), {}, nullptr};
-
-        module.rec.kind = VESK_KIND_MODULE;
-        module.rec.flags = VESK_HEAD_MODULE >> 16;
-        cls.rec.kind = VESK_KIND_CLASS;
-        cls.rec.flags = VESK_HEAD_CLASS >> 16;
-        cls.rec.super = &module;
-        cls.rec.longkey = "objects/Testerr";
-        _VeskSelistInit(&cls.selist);
-        _VeskSelistPushback_nlk(&cls.selist, VESK_SEBLOCK(&block), nullptr);
-        seen = {};
-    }
-    ~Service() { _VeskSelistFini(&cls.selist); }
-};
-
-// Installs a service as the default for the life of the guard.
-struct DefaultService {
-    explicit DefaultService(void *svc) { _G_error_service_default = svc; }
-    ~DefaultService() { _G_error_service_default = nullptr; }
-};
+using vesk_test::CaptureService;
+using vesk_test::DefaultService;
+using Service = CaptureService;
+auto &seen = CaptureService::seen;
 
 // ---------------------------------------------------------------------------
 
@@ -111,7 +40,7 @@ TEST(Mkerr, NullRecordDoesNothingAndReadsNoArgument) {
 
 TEST(Mkerr, WithoutBufferFillsTheFieldsOnly) {
     Service svc(6);
-    DefaultService installed(&svc.cls);
+    DefaultService installed(svc);
     VeskErr err{};
     err.msgsize = 77;
     EXPECT_EQ(VeskMkerr(nullptr, &err, 7, 8, 9, 104, 33281, 2, 1, "/no/such"), 0);
@@ -160,7 +89,7 @@ TEST(Mkerr, StatusTakesLow16BitsAndSignExtends) {
 
 TEST(Mkerr, DefaultServiceFormatsTheMessage) {
     Service svc(6);
-    DefaultService installed(&svc.cls);
+    DefaultService installed(svc);
     Record r;
     EXPECT_EQ(VeskMkerr(nullptr, &r.err, 0, 0, 0, 104, 33281, 2, 1, "/no/such"), 0);
     EXPECT_STREQ(r.buf, "104/33281/1: /no/such");

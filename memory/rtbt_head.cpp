@@ -1,0 +1,108 @@
+// Right-threaded tree: the life of a head. Creation, copy, move, destruction.
+//
+// The last node's thread points at the head, so a head is tied to its
+// address: moving it is re-threading, and a destroyed head is all zeros
+// (self included) until it is initialised again.
+#include "memory/rtbt.hpp"
+
+using namespace vesk::rtbt;
+
+namespace {
+
+void init_head(NuRTBT *tree) { *tree = NuRTBT{nullptr, tree, 0, 0}; }
+
+bool has_right_child(const NuRTBTNode *n) { return !right_is_thread(n) && n->right != nullptr; }
+
+// Copies the subtree under `src` in pre-order as the `dir` child of `parent`.
+// Each node is attached where its source stands rather than where a descent
+// would put it, so the copy keeps the shape, the balance factors and the order
+// of equal elements exactly; dup runs once per element, in pre-order.
+bool copy_subtree(NuRTBT *tree, const NuBtninfo *btninfo, const NuRTBTNode *src,
+                  NuRTBTNode *parent, Dir dir, VeskErr *status) {
+    for (;;) {
+        NuRTBTNode *const node = make_element_node(btninfo, src->data, status);
+        if (node == nullptr)
+            return false;
+        attach(tree, parent, dir, node, {});
+        set_flag(node, src->flags & NU_RTBT_BALANCE);
+        ++tree->count;
+        if (const NuRTBTNode *l = left_child(src);
+            l != nullptr && !copy_subtree(tree, btninfo, l, node, kLeft, status))
+            return false;
+        if (!has_right_child(src))
+            return true;
+        src = src->right;  // the right spine is a loop, not a recursion
+        parent = node;
+        dir = kRight;
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+VESK_API int64_t NuRTBTInit(NuRTBT *tree) {
+    init_head(tree);
+    return 0;
+}
+
+VESK_API NuRTBT *NuRTBTCreate(VeskErr *status) {
+    auto *tree = static_cast<NuRTBT *>(_NuMalloc(sizeof(NuRTBT), status));
+    if (tree == nullptr) {
+        vesk::restamp(status, kFacility);
+        return nullptr;
+    }
+    init_head(tree);
+    return tree;
+}
+
+VESK_API void NuRTBTDestroy(NuRTBT *tree, const NuBtninfo *btninfo) {
+    NuRTBTNode *const head = head_node(tree);
+    // Only `count` nodes are the tree's: nodes linked by the caller are not
+    // counted and stay the caller's. The head check keeps a count that is
+    // larger than the tree from running off its end.
+    NuRTBTNode *node = tree->root != nullptr ? leftmost(tree->root) : head;
+    for (uintptr_t n = tree->count; n != 0 && node != head; --n) {
+        NuRTBTNode *const next = successor(node);
+        if (btninfo != nullptr)
+            release_element(btninfo, node->data);
+        NuMfree(node);
+        node = next;
+    }
+    *tree = NuRTBT{};
+}
+
+VESK_API void NuRTBTFree(NuRTBT *tree, const NuBtninfo *btninfo) {
+    if (tree == nullptr)
+        return;
+    NuRTBTDestroy(tree, btninfo);
+    NuMfree(tree);
+}
+
+VESK_API int64_t NuRTBTInit_cp(NuRTBT *tree, const NuRTBT *source, const NuBtninfo *btninfo,
+                               VeskErr *status) {
+    init_head(tree);
+    if (source == nullptr || source->root == nullptr)
+        return 0;
+    if (!copy_subtree(tree, btninfo, source->root, head_node(tree), kLeft, status)) {
+        NuRTBTDestroy(tree, btninfo);
+        return -1;
+    }
+    return 1;
+}
+
+VESK_API int64_t NuRTBTInit_mv(NuRTBT *tree, NuRTBT *source) {
+    if (tree == source)
+        return 0;
+    if (source->root == nullptr) {
+        init_head(tree);
+    } else {
+        *tree = *source;
+        tree->self = tree;
+        rightmost(tree->root)->right = head_node(tree);
+    }
+    *source = NuRTBT{};
+    return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,473 @@
+// Right-threaded tree against a model: long random runs of inserts, take-outs
+// and searches at every level of ownership, plain and balanced, with and
+// without duplicates, over plain words and over counted heap elements. After
+// every step the tree must hold what a std::multiset holds, in order, keep
+// every structural invariant, and have called dup and release exactly as
+// ownership says. Also here, since they need the same checker: balanced
+// shapes, copying, moving and destroying heads.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <set>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "vesk.h"
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// Counted elements: heap boxes holding a key; a null element sorts as key 0.
+
+struct Elem {
+    uintptr_t key;
+};
+uintptr_t key_of(uintptr_t e) { return e ? reinterpret_cast<const Elem *>(e)->key : 0; }
+
+struct Counting {
+    static inline int dups, releases, live, fail_dup_at;  // fail_dup_at: n-th dup from now
+    static inline std::vector<uintptr_t> dup_order;
+    static void reset() { dups = releases = live = fail_dup_at = 0, dup_order.clear(); }
+
+    static uintptr_t dup(uintptr_t info, uintptr_t a1, uintptr_t a2, VeskErr *status) {
+        EXPECT_TRUE(info != 0 && a1 == 0 && a2 == 0) << "dup of a null element";
+        ++dups;
+        if (fail_dup_at != 0 && --fail_dup_at == 0)
+            return VeskMkerr(nullptr, status, 0, 0, 0, 0, 32773, 12, 1, "@dup"), 0;
+        dup_order.push_back(key_of(info));
+        return ++live, reinterpret_cast<uintptr_t>(new Elem{key_of(info)});
+    }
+    static int32_t release(uintptr_t e, uint32_t flags, VeskErr *status) {
+        EXPECT_TRUE(e != 0 && flags == 1 && status == nullptr) << "release of a null element";
+        return ++releases, drop(e), 0;
+    }
+    static void drop(uintptr_t e) { --live, delete reinterpret_cast<Elem *>(e); }
+    static intptr_t compare(uintptr_t a, uintptr_t b) {
+        return key_of(a) < key_of(b) ? -1 : key_of(a) > key_of(b);
+    }
+    static constexpr NuBtninfo table = {dup, nullptr, release, compare, nullptr};
+};
+
+// Node words are the keys themselves (stock table) or counted elements.
+struct Keys {
+    bool boxed;
+    const NuBtninfo *table() const { return boxed ? &Counting::table : &_G_default_btninfo_opv; }
+    uintptr_t key(uintptr_t data) const { return boxed ? key_of(data) : data; }
+};
+// The word that asks for `key`: for counted elements a probe that lives as long.
+struct Request {
+    Elem probe;
+    uintptr_t word;
+    Request(Keys k, uintptr_t key) : probe{key}, word(k.boxed ? uintptr_t(&probe) : key) {}
+};
+
+int bal(const NuRTBTNode *n) { return static_cast<int8_t>(static_cast<uint8_t>(n->flags)) >> 5; }
+
+// ---------------------------------------------------------------------------
+// The invariant checker: head words, contents and order, threads to the
+// in-order successor (the head for the last), one first and one last bit, no
+// stray flags; balanced trees: every balance factor is the real height
+// difference and the height is within the AVL bound; plain ones: no factor set.
+
+struct Shape {
+    std::vector<const NuRTBTNode *> inorder;
+    int height = 0;
+};
+
+int collect(const NuRTBTNode *n, bool balanced, Shape &s, std::string &error) {
+    if (s.inorder.size() > 100000)
+        return error = "cycle", 0;
+    const unsigned allowed = NU_RTBT_RTHREAD | NU_RTBT_FIRST | NU_RTBT_LAST | NU_RTBT_BALANCE;
+    if (n->flags & ~allowed)
+        error = "flag bits the tree never sets";
+    const int hl = n->left ? collect(n->left, balanced, s, error) : 0;
+    s.inorder.push_back(n);
+    const bool thread = n->flags & NU_RTBT_RTHREAD;
+    if (!thread && !n->right)
+        error = "null right link without the thread bit";
+    const int hr = !thread && n->right ? collect(n->right, balanced, s, error) : 0;
+    if (bal(n) != (balanced ? hr - hl : 0))
+        error = "balance factor " + std::to_string(bal(n)) + " for heights " +
+                std::to_string(hl) + "/" + std::to_string(hr);
+    return 1 + std::max(hl, hr);
+}
+
+::testing::AssertionResult check(const NuRTBT &t, Keys keys, bool balanced, uintptr_t count,
+                                 const std::vector<uintptr_t> &expected, Shape *out = nullptr) {
+    Shape s;
+    std::string error;
+    if (t.self != &t || t.reserved != 0 || t.count != count)
+        error = "head words: count " + std::to_string(t.count) + " for " + std::to_string(count);
+    else if (t.root)
+        s.height = collect(t.root, balanced, s, error);
+    const auto &v = s.inorder;
+    if (error.empty() && v.size() != expected.size())
+        error = std::to_string(v.size()) + " nodes for " + std::to_string(expected.size());
+    for (size_t i = 0; error.empty() && i < v.size(); ++i) {
+        const void *next = i + 1 < v.size() ? static_cast<const void *>(v[i + 1]) : &t;
+        if (keys.key(v[i]->data) != expected[i])
+            error = "order differs from the model at " + std::to_string(i);
+        else if ((v[i]->flags & NU_RTBT_RTHREAD) && v[i]->right != next)
+            error = "thread not to the successor at " + std::to_string(i);
+        else if (bool(v[i]->flags & NU_RTBT_FIRST) != (i == 0) ||
+                 bool(v[i]->flags & NU_RTBT_LAST) != (i + 1 == v.size()))
+            error = "first/last bit wrong at " + std::to_string(i);
+    }
+    if (error.empty() && balanced && !v.empty() &&
+        s.height > 1.4405 * std::log2(double(v.size()) + 2) - 0.3277)
+        error = "height " + std::to_string(s.height) + " beyond the AVL bound";
+    if (!error.empty())
+        return ::testing::AssertionFailure() << error;
+    if (out)
+        *out = std::move(s);
+    return ::testing::AssertionSuccess();
+}
+
+// ---------------------------------------------------------------------------
+// The model driver: one level of ownership, plain or balanced.
+
+enum class Level { element, detached, node, link };
+struct Param {
+    Level level;
+    bool balanced, dups, boxed;
+};
+
+struct OwnedNode {  // a caller's node and, in counted trees, its element
+    NuRTBTNode node;
+    Elem elem;
+};
+
+class Driver {
+public:
+    explicit Driver(const Param &p) : p_(p), keys_{p.boxed} { NuRTBTInit(&tree_); }
+    ~Driver() {
+        if (tree_owns())
+            NuRTBTDestroy(&tree_, keys_.table());
+        for (NuRTBTNode *n : owned_)
+            delete reinterpret_cast<OwnedNode *>(n);
+    }
+
+    void insert(uintptr_t key) {
+        const bool expected = p_.dups || !model_.count(key);
+        const int dups0 = Counting::dups, releases0 = Counting::releases;
+        const bool b = p_.balanced;
+        bool ok;
+        if (tree_owns()) {
+            Request info(keys_, key);
+            NuRTBTNode *n = (b ? NuRTBTInsert_b : NuRTBTInsert)(&tree_, keys_.table(), info.word,
+                                                                 p_.dups, nullptr);
+            ok = n && keys_.key(n->data) == key;
+            expect_calls(dups0 + 1, releases0 + !ok);
+        } else {
+            auto *o = new OwnedNode{{}, {key}};
+            // Garbage in every field the tree must overwrite.
+            o->node = {&o->node, &o->node, 0xFFFF, p_.boxed ? uintptr_t(&o->elem) : key};
+            ok = p_.level == Level::node
+                     ? (b ? NuRTBTInsnode_b : NuRTBTInsnode)(&tree_, keys_.table(), &o->node,
+                                                              p_.dups, nullptr) == &o->node
+                     : (b ? _NuRTBTLinknode_b : _NuRTBTLinknode)(
+                           &tree_, keys_.table(), &o->node, p_.dups, &first_, &last_) == 0;
+            ok ? void(owned_.insert(&o->node)) : delete o;
+            expect_calls(dups0, releases0);
+        }
+        EXPECT_EQ(ok, expected) << "insert " << key;
+        if (ok)
+            model_.insert(key);
+    }
+
+    void take_out(uintptr_t key) {
+        const bool expected = model_.count(key);
+        const int dups0 = Counting::dups, releases0 = Counting::releases;
+        const Request req(keys_, key);
+        const NuBtninfo *tb = keys_.table();
+        const bool b = p_.balanced;
+        bool ok = false;
+        if (p_.level == Level::element) {
+            ok = (b ? NuRTBTDelete_b : NuRTBTDelete)(&tree_, tb, req.word, nullptr) == 0;
+        } else if (p_.level == Level::detached) {
+            const uintptr_t e = (b ? NuRTBTRemove_b : NuRTBTRemove)(&tree_, tb, req.word, nullptr);
+            if ((ok = e != NU_RTBT_NOELEMENT)) {
+                EXPECT_EQ(keys_.key(e), key);
+                if (p_.boxed)
+                    Counting::drop(e);
+            }
+        } else {
+            NuRTBTNode *n = p_.level == Level::node
+                                ? (b ? NuRTBTRmnode_b : NuRTBTRmnode)(&tree_, tb, req.word, nullptr)
+                                : (b ? _NuRTBTUnlinknode_b : _NuRTBTUnlinknode)(
+                                      &tree_, tb, req.word, &first_, &last_);
+            if ((ok = n != nullptr)) {
+                EXPECT_EQ(owned_.erase(n), 1u) << "a node the caller never gave";
+                EXPECT_EQ(keys_.key(n->data), key);
+                delete reinterpret_cast<OwnedNode *>(n);
+            }
+        }
+        EXPECT_EQ(ok, expected) << "take out " << key;
+        expect_calls(dups0, releases0 + (ok && p_.level == Level::element));
+        if (ok)
+            model_.erase(model_.find(key));
+    }
+
+    void find(uintptr_t key) {
+        const Request req(keys_, key);
+        const NuRTBTNode *n = NuRTBTFind(&tree_, keys_.table(), req.word, nullptr);
+        EXPECT_EQ(n ? keys_.key(n->data) : ~key, model_.count(key) ? key : ~key) << "find";
+    }
+
+    ::testing::AssertionResult sound() {
+        Shape s;
+        const uintptr_t count = p_.level == Level::link ? 0 : model_.size();
+        auto r = check(tree_, keys_, p_.balanced, count, {model_.begin(), model_.end()}, &s);
+        if (r && p_.level == Level::link &&
+            (first_ != (s.inorder.empty() ? nullptr : s.inorder.front()) ||
+             last_ != (s.inorder.empty() ? nullptr : s.inorder.back())))
+            return ::testing::AssertionFailure() << "first/last pointers not kept";
+        if (r && p_.boxed && Counting::live != (tree_owns() ? int(model_.size()) : 0))
+            return ::testing::AssertionFailure() << Counting::live << " live elements";
+        return r;
+    }
+
+    size_t size() const { return model_.size(); }
+    uintptr_t any_key(std::mt19937_64 &rng) const {
+        return *std::next(model_.begin(), long(rng() % model_.size()));
+    }
+
+private:
+    bool tree_owns() const { return p_.level == Level::element || p_.level == Level::detached; }
+    void expect_calls(int dups, int releases) const {
+        EXPECT_TRUE(!p_.boxed || (Counting::dups == dups && Counting::releases == releases))
+            << "dup/release calls " << Counting::dups << "/" << Counting::releases
+            << " where ownership says " << dups << "/" << releases;
+    }
+
+    Param p_;
+    Keys keys_;
+    NuRTBT tree_;
+    NuRTBTNode *first_ = nullptr, *last_ = nullptr;
+    std::multiset<uintptr_t> model_;
+    std::unordered_set<NuRTBTNode *> owned_;
+};
+
+class TreeModel : public ::testing::TestWithParam<Param> {
+protected:
+    void SetUp() override { Counting::reset(); }
+};
+
+// Grows the tree, shrinks it, then empties it; every step checked.
+TEST_P(TreeModel, RandomRunMatchesAMultisetAndKeepsTheInvariants) {
+    constexpr int kSteps = 3000;
+    std::mt19937_64 rng(20240611);
+    {
+        Driver d(GetParam());
+        for (int step = 0; step < kSteps; ++step) {
+            const uintptr_t key = rng() % 300;
+            const unsigned roll = rng() % 100;
+            if (roll < (step < kSteps / 2 ? 60u : 30u))
+                d.insert(key);
+            else if (roll < 92)
+                d.take_out(roll % 2 && d.size() ? d.any_key(rng) : key);
+            else
+                d.find(key);
+            ASSERT_TRUE(d.sound()) << "after step " << step;
+        }
+        while (d.size()) {
+            d.take_out(d.any_key(rng));
+            ASSERT_TRUE(d.sound()) << "while emptying, " << d.size() << " left";
+        }
+    }
+    EXPECT_EQ(Counting::live, 0);
+}
+
+std::vector<Param> every_level() {
+    std::vector<Param> out;
+    for (Level level : {Level::element, Level::detached, Level::node, Level::link})
+        for (int bits = 0; bits < 8; ++bits)
+            out.push_back({level, bool(bits & 4), bool(bits & 2), bool(bits & 1)});
+    return out;
+}
+std::string name_of(const ::testing::TestParamInfo<Param> &i) {
+    const char *const levels[] = {"Element", "Detached", "Node", "Link"};
+    return std::string(levels[int(i.param.level)]) + (i.param.balanced ? "Balanced" : "Plain") +
+           (i.param.dups ? "Dups" : "Unique") + (i.param.boxed ? "Counted" : "Words");
+}
+INSTANTIATE_TEST_SUITE_P(Levels, TreeModel, ::testing::ValuesIn(every_level()), name_of);
+
+// ---------------------------------------------------------------------------
+// Shapes, copies, moves and destruction, on counted elements.
+
+std::vector<uintptr_t> walk_keys(const NuRTBT &tree, int order) {
+    std::vector<uintptr_t> out;
+    NuBTWalk(
+        &tree, &out, order,
+        [](uintptr_t e, void *out, void *, VeskErr *) -> int64_t {
+            return static_cast<std::vector<uintptr_t> *>(out)->push_back(key_of(e)), 1;
+        },
+        nullptr, nullptr);
+    return out;
+}
+
+class TreeShape : public ::testing::Test {
+protected:
+    void SetUp() override { Counting::reset(), NuRTBTInit(&tree); }
+    void TearDown() override {
+        NuRTBTDestroy(&tree, &Counting::table);
+        EXPECT_EQ(Counting::live, 0);
+    }
+    void insert(uintptr_t key, bool balanced) {
+        Elem info{key};
+        (balanced ? NuRTBTInsert_b : NuRTBTInsert)(&tree, &Counting::table, uintptr_t(&info), 1,
+                                                    nullptr);
+    }
+    void erase(uintptr_t key, bool balanced) {
+        Elem probe{key};
+        (balanced ? NuRTBTDelete_b : NuRTBTDelete)(&tree, &Counting::table, uintptr_t(&probe),
+                                                    nullptr);
+    }
+    static ::testing::AssertionResult sound(const NuRTBT &t, bool balanced, Shape *s = nullptr) {
+        return check(t, Keys{true}, balanced, t.count, walk_keys(t, NU_BTWALK_INORDER), s);
+    }
+    NuRTBT tree;
+};
+
+// Same keys at the same places with the same flags, each with its own element.
+void expect_same_shape(const NuRTBTNode *a, const NuRTBTNode *b) {
+    ASSERT_EQ(!a, !b);
+    if (!a)
+        return;
+    EXPECT_EQ(key_of(a->data), key_of(b->data));
+    EXPECT_NE(a->data, b->data) << "the copy shares an element";
+    ASSERT_EQ(a->flags, b->flags);
+    expect_same_shape(a->left, b->left);
+    if (!(a->flags & NU_RTBT_RTHREAD))
+        expect_same_shape(a->right, b->right);
+}
+
+TEST_F(TreeShape, AscendingBalancedInsertsBuildPerfectTrees) {
+    for (int levels = 1; levels <= 10; ++levels) {
+        for (uintptr_t k = 1; k < uintptr_t{1} << levels; ++k)
+            insert(k, true);
+        Shape s;
+        ASSERT_TRUE(sound(tree, true, &s));
+        EXPECT_EQ(s.inorder.size(), (size_t{1} << levels) - 1);
+        EXPECT_EQ(s.height, levels);
+        for (const NuRTBTNode *n : s.inorder)
+            EXPECT_EQ(bal(n), 0);
+        NuRTBTDestroy(&tree, &Counting::table);
+        NuRTBTInit(&tree);
+    }
+}
+
+// A thinned balanced tree copies node for node, balance factors included, so
+// the copy stays good for the balanced forms; a plain tree with runs of equal
+// elements keeps them where they were. dup runs once per element, in pre-order.
+TEST_F(TreeShape, CopyKeepsShapeAndDupsInPreorder) {
+    std::mt19937_64 rng(7);
+    for (bool balanced : {true, false}) {
+        for (int i = 0; i < 400; ++i)
+            i % 3 == 2 ? erase(rng() % 50, balanced) : insert(rng() % 50, balanced);
+        Counting::dup_order.clear();
+        NuRTBT copy;
+        ASSERT_EQ(NuRTBTInit_cp(&copy, &tree, &Counting::table, nullptr), 1);
+        EXPECT_EQ(Counting::dup_order, walk_keys(tree, NU_BTWALK_PREORDER));
+        ASSERT_TRUE(sound(copy, balanced));
+        EXPECT_EQ(copy.count, tree.count);
+        expect_same_shape(tree.root, copy.root);
+
+        NuRTBTDestroy(&tree, &Counting::table);
+        NuRTBTInit_mv(&tree, &copy);
+        for (int i = 0; i < 200; ++i)
+            i % 2 ? erase(rng() % 50, balanced) : insert(rng() % 50, balanced);
+        ASSERT_TRUE(sound(tree, balanced)) << "the copy does not stand on its own";
+        NuRTBTDestroy(&tree, &Counting::table);
+        NuRTBTInit(&tree);
+    }
+}
+
+TEST_F(TreeShape, CopyOfNothingAndFailedCopy) {
+    NuRTBT copy;
+    std::memset(&copy, 0xAB, sizeof copy);
+    EXPECT_EQ(NuRTBTInit_cp(&copy, nullptr, &Counting::table, nullptr), 0);
+    EXPECT_TRUE(sound(copy, true));
+    EXPECT_EQ(NuRTBTInit_cp(&copy, &tree, &Counting::table, nullptr), 0);
+    EXPECT_TRUE(sound(copy, true));
+
+    // The 8th dup fails: the seven made are released, the copy is emptied,
+    // and dup's report comes back re-stamped with the tree's family.
+    for (uintptr_t k = 1; k <= 20; ++k)
+        insert(k, true);
+    VeskErr err{};
+    Counting::fail_dup_at = 8;
+    EXPECT_EQ(NuRTBTInit_cp(&copy, &tree, &Counting::table, &err), -1);
+    EXPECT_EQ(Counting::releases, 7);
+    EXPECT_EQ(Counting::live, 20);
+    EXPECT_TRUE(copy.root == nullptr && copy.count == 0);
+    EXPECT_EQ(err.status, (506 << 16) | 32773);
+    EXPECT_EQ(err.syserr, 12);
+}
+
+// The last node's thread is the one link to the head, so a move re-threads it.
+TEST_F(TreeShape, MoveRethreadsTheLastNodeAndZeroesTheSource) {
+    for (uintptr_t k : {5, 3, 8, 1, 4, 9})
+        insert(k, true);
+    NuRTBT moved, empty;
+    std::memset(&moved, 0xAB, sizeof moved);
+    EXPECT_EQ(NuRTBTInit_mv(&moved, &tree), 0);
+    const NuRTBT zeros{};
+    EXPECT_EQ(std::memcmp(&tree, &zeros, sizeof tree), 0);
+    EXPECT_EQ(moved.count, 6u);
+    ASSERT_TRUE(sound(moved, true));
+    NuRTBTInit(&tree);
+    NuRTBTInit_mv(&tree, &moved);
+    ASSERT_TRUE(sound(tree, true));
+
+    std::memset(&moved, 0xAB, sizeof moved);
+    NuRTBTInit(&empty);
+    NuRTBTInit_mv(&moved, &empty);  // an empty source initialises the target
+    EXPECT_TRUE(sound(moved, true));
+}
+
+// Destroy frees `count` nodes and releases their non-null elements (none with
+// a null table); linked nodes are not counted, so it leaves them alone.
+TEST_F(TreeShape, DestroyReleasesCountedNodesOnly) {
+    for (uintptr_t k = 0; k < 50; ++k)
+        insert(k * 7 % 50, k % 2);
+    NuRTBTInsert(&tree, &Counting::table, 0, 1, nullptr);  // a null element
+    NuRTBTDestroy(&tree, &Counting::table);
+    EXPECT_EQ(Counting::releases, 50);
+    const NuRTBT zeros{};
+    EXPECT_EQ(std::memcmp(&tree, &zeros, sizeof tree), 0) << "the head is not all zeros";
+
+    NuRTBTInit(&tree);
+    std::vector<OwnedNode> nodes(10);
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        nodes[i] = {{nullptr, nullptr, 0, uintptr_t(&nodes[i].elem)}, {i}};
+        ASSERT_EQ(_NuRTBTLinknode_b(&tree, &Counting::table, &nodes[i].node, 0, nullptr, nullptr),
+                  0);
+    }
+    EXPECT_EQ(tree.count, 0u);
+    NuRTBTNode *const root = tree.root;
+    const NuRTBTNode before = *root;
+    NuRTBTDestroy(&tree, &Counting::table);
+    EXPECT_EQ(Counting::releases, 50);
+    EXPECT_EQ(std::memcmp(&before, root, sizeof before), 0);
+
+    NuRTBTInit(&tree);
+    for (uintptr_t k = 0; k < 5; ++k)
+        insert(k, false);
+    std::vector<uintptr_t> elements;
+    for (const NuRTBTNode *n = tree.root;; n = n->right) {  // keys ascend: a right spine
+        elements.push_back(n->data);
+        if (n->flags & NU_RTBT_RTHREAD)
+            break;
+    }
+    NuRTBTDestroy(&tree, nullptr);
+    EXPECT_EQ(Counting::releases, 50);
+    for (uintptr_t e : elements)
+        Counting::drop(e);
+    NuRTBTInit(&tree);
+}
+
+}  // namespace

@@ -1,0 +1,293 @@
+// The time base: calibration, the tick counter, and the wall clock that runs
+// from an anchor. The rules are checked tick by tick over a source whose
+// counter and wall clock the test sets; the library's own clock against the
+// platform's.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "nu.h"
+#include "os/time_base.hpp"
+
+namespace {
+
+using namespace vesk::os;
+constexpr int64_t kUs = 1'000'000;
+constexpr uint64_t kGHz = 1'000'000'000;
+// How far the anchored clock may stray from the platform's: its counter and
+// the wall clock are both slewed by time adjustment, by far less than this.
+constexpr int64_t kSlackUs = 50'000;
+
+// A counter and a wall clock that move only when the test says.
+struct FakeSource {
+    uint64_t hz = kGHz;
+    uint64_t now = 5 * kGHz;
+    uint64_t sleep_moves = 72'000'000; // counter ticks during the calibration's sleep
+    bool has_counter = true;
+    timeval wall_now{1'700'000'000, 750'000};
+    int wall_error = 0;
+    int wall_reads = 0;
+
+    bool frequency(uint64_t &f) const { return f = hz, has_counter; }
+    bool counter(uint64_t &t) const { return t = now, has_counter; }
+    int wall(timeval &tv) {
+        ++wall_reads;
+        if (wall_error == 0)
+            tv = wall_now;
+        return wall_error;
+    }
+    void sleep_ms(uint64_t) { now += sleep_moves; }
+};
+
+// The platform's clocks, read by the test itself.
+struct RealSource {
+    static bool frequency(uint64_t &hz) { return hz = kGHz, true; }
+    static bool counter(uint64_t &t) {
+        timespec ts;
+        clock_gettime(CLOCK_MONOTONIC, &ts);
+        t = static_cast<uint64_t>(ts.tv_sec) * kGHz + static_cast<uint64_t>(ts.tv_nsec);
+        return true;
+    }
+    static int wall(timeval &tv) { return gettimeofday(&tv, nullptr) == 0 ? 0 : errno; }
+    static void sleep_ms(uint64_t) {}
+};
+
+int64_t realtime_us() {
+    timespec ts;
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return ts.tv_sec * kUs + ts.tv_nsec / 1000;
+}
+
+int64_t micros(const timeval &tv) { return tv.tv_sec * kUs + tv.tv_usec; }
+
+TimeBase true_base(uint64_t span) {
+    TimeBase b;
+    b.set_frequency(kGHz);
+    b.anchor_span = span;
+    return b;
+}
+
+TEST(Calibration, MeasuresTheCounterAgainstASleep) {
+    const struct {
+        const char *what;
+        uint64_t hz, sleep_moves;
+        bool has_counter;
+        int32_t result;
+        uint64_t multiplier, per_msec, per_usec, span;
+    } cases[] = {
+        {"true counter", kGHz, 72'000'000, true, 0, 1, 1'000'000, 1'000, 60 * kGHz},
+        {"half-speed counter", kGHz, 36'000'000, true, 0, 2, 1'000'000, 1'000, 6 * kGHz},
+        {"third-speed counter", kGHz, 48'000'000, true, 0, 2, 1'000'000, 1'000, 6 * kGHz},
+        {"slowest counter", kGHz, 1'000'000, true, 0, 72, 1'000'000, 1'000, 6 * kGHz},
+        {"about true", kGHz, 49'000'000, true, 0, 1, 1'000'000, 1'000, 60 * kGHz},
+        {"overrun by half", kGHz, 108'999'999, true, 0, 1, 1'000'000, 1'000, 60 * kGHz},
+        // Beyond that the rule gives 0; the counter is kept as it is.
+        {"overrun sleep", kGHz, 109'000'000, true, 0, 1, 1'000'000, 1'000, 60 * kGHz},
+        {"slow counter", 3'579'545, 257'727, true, 0, 1, 3'579, 3, 60 * 3'579'545},
+        {"still counter", kGHz, 0, true, -1, 1, 1'000'000, 1'000, 60 * kGHz},
+        {"coarse counter", kGHz, 999'999, true, -1, 1, 1'000'000, 1'000, 60 * kGHz},
+        {"no counter", 0, 72'000'000, false, -1, 1, 0, 0, 60},
+    };
+    for (const auto &c : cases) {
+        FakeSource src;
+        src.hz = c.hz;
+        src.sleep_moves = c.sleep_moves;
+        src.has_counter = c.has_counter;
+        TimeBase b;
+        b.per_sec = 77;
+        EXPECT_EQ(calibrate(src, b), c.result) << c.what;
+        EXPECT_EQ(b.multiplier, c.multiplier) << c.what;
+        EXPECT_EQ(b.per_sec, c.hz != 0 ? c.hz : 1) << c.what;
+        EXPECT_EQ(b.per_msec, c.per_msec) << c.what;
+        EXPECT_EQ(b.per_usec, c.per_usec) << c.what;
+        EXPECT_EQ(b.anchor_span, c.span) << c.what;
+        if (c.result == 0) {
+            EXPECT_EQ(b.tick_base, src.now * c.multiplier) << c.what;
+            EXPECT_EQ(b.start_time.tv_sec, src.wall_now.tv_sec) << c.what;
+        }
+    }
+}
+
+TEST(AnchoredClock, AnchorsRunsAndReanchors) {
+    FakeSource src;
+    const TimeBase b = true_base(60 * kGHz);
+    AnchoredClock<FakeSource> clock;
+    timeval tv{};
+    auto read = [&] {
+        EXPECT_EQ(clock.read(src, b, tv), 0);
+        return std::pair{micros(tv), src.wall_reads};
+    };
+    const int64_t anchored = micros(src.wall_now);
+    EXPECT_EQ(read(), std::pair(anchored, 1)) << "the first reading makes the anchor";
+
+    src.now += kGHz * 3 / 2; // 0.75 + 0.5 carries into the seconds
+    EXPECT_EQ(read(), std::pair(anchored + 1'500'000, 1));
+    EXPECT_EQ(tv.tv_usec, 250'000);
+
+    src.now += 999; // below a microsecond: truncated
+    EXPECT_EQ(read(), std::pair(anchored + 1'500'000, 1));
+
+    src.now += 60 * kGHz - kGHz * 3 / 2 - 999; // exactly the span: still the anchor
+    EXPECT_EQ(read(), std::pair(anchored + 60 * kUs, 1));
+
+    src.now += 1; // one tick beyond the span
+    src.wall_now = {1'800'000'000, 5};
+    EXPECT_EQ(read(), std::pair(micros(src.wall_now), 2));
+
+    src.now -= 1; // a counter below the anchor
+    src.wall_now = {1'900'000'000, 6};
+    EXPECT_EQ(read(), std::pair(micros(src.wall_now), 3));
+
+    // A failing wall clock keeps the old anchor.
+    const int64_t kept = micros(src.wall_now);
+    clock.drop();
+    src.wall_error = EIO;
+    EXPECT_EQ(clock.read(src, b, tv), EIO);
+    src.wall_error = 0;
+    EXPECT_EQ(read(), std::pair(micros(src.wall_now), 5)) << "a dropped anchor is remade";
+    src.now += 2 * 60 * kGHz;
+    src.wall_error = EIO;
+    EXPECT_EQ(clock.read(src, b, tv), EIO);
+    src.wall_error = 0;
+    src.now -= 2 * 60 * kGHz - kGHz;
+    EXPECT_EQ(read(), std::pair(kept + kUs, 6));
+}
+
+TEST(AnchoredClock, MultipliedAndSlowCounters) {
+    FakeSource src;
+    AnchoredClock<FakeSource> doubled;
+    TimeBase b = true_base(6 * kGHz);
+    b.multiplier = 2;
+    timeval tv;
+    doubled.read(src, b, tv);
+    src.now += kGHz / 2 + 5'000; // counts double: one second and 10 µs
+    ASSERT_EQ(doubled.read(src, b, tv), 0);
+    EXPECT_EQ(micros(tv), micros(src.wall_now) + kUs + 10);
+    EXPECT_EQ(src.wall_reads, 1);
+
+    AnchoredClock<FakeSource> slow;
+    b = true_base(0);
+    b.set_frequency(3'579'545);
+    b.anchor_span = 60 * b.per_sec;
+    slow.read(src, b, tv);
+    src.now += 3'579'545 * 2 + 3'579'545 / 2;
+    ASSERT_EQ(slow.read(src, b, tv), 0);
+    EXPECT_EQ(micros(tv), micros(src.wall_now) + 2 * kUs + 499'999);
+}
+
+// The library's clock and time value, and a clock with a span of half a
+// millisecond that re-anchors all the time, against the platform's clock.
+TEST(Gettimeofday, TracksThePlatformClock) {
+    AnchoredClock<RealSource> short_span;
+    RealSource real;
+    const TimeBase b = true_base(kGHz / 2000);
+    for (int i = 0; i < 20000; ++i) {
+        timeval mine, lib;
+        int64_t value = 0;
+        const int64_t before = realtime_us();
+        ASSERT_EQ(NuGettimeofday(&lib, nullptr), 0);
+        ASSERT_EQ(short_span.read(real, b, mine), 0);
+        const int64_t now = NuTime(&value, nullptr);
+        const int64_t after = realtime_us();
+        ASSERT_EQ(value, now);
+        ASSERT_GE(now, before - kSlackUs);
+        ASSERT_LE(now, after + kSlackUs);
+        for (const timeval &tv : {lib, mine}) {
+            ASSERT_LT(tv.tv_usec, kUs);
+            ASSERT_GE(micros(tv), before - kSlackUs) << "call " << i;
+            ASSERT_LE(micros(tv), after + kSlackUs) << "call " << i;
+        }
+    }
+}
+
+TEST(Tick, CalibratedAndAdvancingAtLeastBySleeps) {
+    EXPECT_EQ(NuTickpersec(), kGHz);
+    EXPECT_EQ(NuTickpermsec(), 1'000'000u);
+    EXPECT_EQ(NuTickperusec(), 1'000u);
+    uint64_t last = NuTick();
+    for (int i = 0; i < 5; ++i) {
+        const timespec ts{0, 20'000'000};
+        nanosleep(&ts, nullptr);
+        const uint64_t now = NuTick();
+        EXPECT_GE(now - last, 20 * NuTickpermsec());
+        last = now;
+    }
+}
+
+// Threads that race through a first use: one calibrates, all see its whole
+// result, and the calibration runs once.
+TEST(TimeThreads, CalibrationRunsOnceAndIsSeenWhole) {
+    CalibrationOnce once;
+    TimeBase b;
+    std::atomic<int> runs{0}, ready{0};
+    constexpr int kThreads = 4;
+    std::vector<int> faults(kThreads, 0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            ready.fetch_add(1);
+            while (ready.load() < kThreads) {
+            }
+            const int32_t r = once.run([&] {
+                runs.fetch_add(1);
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                b = true_base(123);
+                return 7;
+            });
+            faults[t] = r != 7 || b.per_sec != kGHz || b.anchor_span != 123;
+        });
+    for (auto &th : threads)
+        th.join();
+    EXPECT_EQ(runs.load(), 1);
+    EXPECT_EQ(once.run([] { return -1; }), 7) << "a later run, as the start chain's, does nothing";
+    for (int f : faults)
+        EXPECT_EQ(f, 0);
+}
+
+// The library's first use, in a fresh process, by several threads at once,
+// beside a shared clock that re-anchors all the time.
+TEST(TimeThreads, FirstUseAndSharedAnchor) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto child = [] {
+        constexpr int kThreads = 4;
+        AnchoredClock<RealSource> shared;
+        const TimeBase b = true_base(kGHz / 10'000);
+        std::atomic<int> ready{0}, faults{0};
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t)
+            threads.emplace_back([&] {
+                ready.fetch_add(1);
+                while (ready.load() < kThreads) {
+                }
+                RealSource real;
+                if (NuTickpersec() != kGHz || NuTickpermsec() != 1'000'000u)
+                    faults.fetch_add(1);
+                uint64_t last = NuTick();
+                for (int i = 0; i < 5000; ++i) {
+                    timeval lib, mine;
+                    const int64_t before = realtime_us();
+                    if (NuGettimeofday(&lib, nullptr) != 0 || shared.read(real, b, mine) != 0)
+                        faults.fetch_add(1);
+                    const int64_t after = realtime_us();
+                    for (const timeval &tv : {lib, mine})
+                        if (micros(tv) < before - kSlackUs || micros(tv) > after + kSlackUs)
+                            faults.fetch_add(1);
+                    const uint64_t tick = NuTick();
+                    if (tick < last)
+                        faults.fetch_add(1);
+                    last = tick;
+                }
+            });
+        for (auto &th : threads)
+            th.join();
+        std::exit(faults.load() == 0 ? 0 : 1);
+    };
+    EXPECT_EXIT(child(), ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace

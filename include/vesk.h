@@ -487,6 +487,151 @@ VESK_API VeskClosure *_VeskClosure(void *object, const VeskOid *key, VeskClosure
                                    VeskErr *status);
 
 /* ------------------------------------------------------------------------ */
+/* Locks                                                                     */
+/* ------------------------------------------------------------------------ */
+
+/* The spinning reader/writer lock of lists and records. Writers have
+ * precedence; neither kind is reentrant. The lock functions always give 0
+ * (the try forms 1 when they got the lock, 0 when not). */
+VESK_API int64_t _VeskSelistRdlock(VeskSelist *list, VeskErr *status);
+VESK_API int64_t _VeskSelistWrlock(VeskSelist *list, VeskErr *status);
+VESK_API int64_t _VeskSelistUnlock(VeskSelist *list, VeskErr *status);
+VESK_API int64_t _VeskSelistTryrdlock(VeskSelist *list);
+VESK_API int64_t _VeskSelistTrywrlock(VeskSelist *list);
+/* The no-lock list operations under the list's own lock. */
+VESK_API int64_t _VeskSelistPushback(VeskSelist *list, VeskSeblock *block, VeskErr *status);
+VESK_API int64_t _VeskSelistPushfront(VeskSelist *list, VeskSeblock *block, VeskErr *status);
+VESK_API VeskSe *_VeskSelistLookup(VeskSelist *list, const VeskOid *key, VeskErr *status);
+VESK_API VeskSe *_VeskSelistLookup_ptr(VeskSelist *list, const VeskSe *se, VeskErr *status);
+
+VESK_API int64_t _VeskObjRdlock(void *record, VeskErr *status);
+VESK_API int64_t _VeskObjWrlock(void *record, VeskErr *status);
+VESK_API int64_t _VeskObjUnlock(void *record, VeskErr *status);
+VESK_API int64_t _VeskObjTryrdlock(void *record);
+VESK_API int64_t _VeskObjTrywrlock(void *record);
+
+/* ------------------------------------------------------------------------ */
+/* Registry                                                                  */
+/* ------------------------------------------------------------------------ */
+
+/* Classes (category 4) and modules (5) by exact identifier. The plain forms
+ * take a hold that VeskEndcobject gives back; a held class or module can't
+ * be unloaded. The _nlk forms are for callers that hold the registry's lock
+ * (a VeskForeach callback). Null after a report. */
+VESK_API void *VeskGetcobject(const VeskOid *key, VeskErr *status);
+VESK_API void *VeskGetcobject_nlk(const VeskOid *key, VeskErr *status);
+VESK_API void *_VeskGetcobject(const VeskOid *key, VeskErr *status);
+VESK_API void *_VeskGetcobject_nlk(const VeskOid *key, VeskErr *status);
+VESK_API int64_t VeskEndcobject(void *record, VeskErr *status);
+VESK_API int64_t VeskEndcobject_nlk(void *record, VeskErr *status);
+/* Operation sets (category 3). */
+VESK_API VeskOps *VeskGetops(const VeskOid *key, VeskErr *status);
+VESK_API VeskOps *_VeskGetops(const VeskOid *key, VeskErr *status);
+VESK_API int64_t VeskEndops(VeskOps *ops, VeskErr *status);
+/* The module 5.c1... (components ended by -1), no hold, no report. */
+VESK_API VeskModule *_VeskVgetmodule(int c1, ...);
+
+/* The caller's callback record of VeskForeach; anything of the caller's may
+ * follow it, reached through the second argument of fn. */
+typedef struct VeskForeachFn {
+    uint32_t tag; /* not read */
+    int64_t (*fn)(void *record, struct VeskForeachFn *callback);
+} VeskForeachFn;
+/* Calls fn for each class (key category 4) or module (5) matching the key by
+ * prefix, in identifier order, holding each record during its call. fn goes
+ * on with a positive result; 0 stops without error, a negative value with
+ * one. The last result; 0 when nothing matches; -1 after a report. */
+VESK_API int64_t VeskForeach(const VeskOid *key, VeskForeachFn *callback, VeskErr *status);
+VESK_API int64_t VeskForeach_nlk(const VeskOid *key, VeskForeachFn *callback, VeskErr *status);
+
+/* ------------------------------------------------------------------------ */
+/* Closure frames and the call trampoline                                    */
+/* ------------------------------------------------------------------------ */
+
+/* A closure with the function to enter. A frame is taken from the calling
+ * thread's stack of 512 and given back in last-in, first-out order. */
+typedef struct VeskFrame {
+    VeskClosure cl;
+    VeskOpfn fn;
+} VeskFrame;
+#define VESK_FRAMES_PER_THREAD 512
+
+VESK_API VeskFrame *__vesk_closure_tramp_att(void);
+VESK_API void __vesk_closure_tramp_det(void);
+/* Enters frame->fn with the frame and the caller's own arguments, as if the
+ * caller had called fn(frame, ...) itself; the result is fn's. Declared with
+ * a 64-bit result; a caller expecting another result type converts the
+ * address of __vesk_call_tramp to a function pointer of that type. */
+VESK_API int64_t __vesk_call_tramp(VeskFrame *frame, ...);
+
+/* ------------------------------------------------------------------------ */
+/* Stubs: lookups and getters that can't fail                                */
+/* ------------------------------------------------------------------------ */
+
+/* As VeskLookupop and its sisters with no report; a miss answers with row 5
+ * ("inappropriate") of the stub set, which reports the failure when called. */
+VESK_API VeskOprow *VeskLookupoporstub(void *object, const VeskOid *key, VeskClosure *closure);
+VESK_API VeskOprow *VeskVlookupoporstub(void *object, VeskClosure *closure, int opnum, int c1,
+                                        ...);
+VESK_API VeskOprow *_VeskLookupoporstub(void *object, const VeskOid *key, VeskClosure *closure);
+VESK_API VeskOprow *_VeskVlookupoporstub(void *object, VeskClosure *closure, int opnum, int c1,
+                                         ...);
+/* The record, or the stub class / stub set (with a hold in the forms that
+ * take one). The V forms build the key 4.c1... or 3.c1..., ended by -1. */
+VESK_API void *VeskGetclsorstub(const VeskOid *key);
+VESK_API void *_VeskGetclsorstub(const VeskOid *key);
+VESK_API VeskOps *VeskGetopsorstub(const VeskOid *key);
+VESK_API VeskOps *_VeskGetopsorstub(const VeskOid *key);
+VESK_API void *VeskVgetclsorstub(int c1, ...);
+VESK_API void *_VeskVgetclsorstub(int c1, ...);
+VESK_API VeskOps *VeskVgetopsorstub(int c1, ...);
+VESK_API VeskOps *_VeskVgetopsorstub(int c1, ...);
+
+/* Rows that fail when called: each reports with the family of closure->ops
+ * as facility and returns a negative status. Modules may put them in their
+ * own rows. _VeskOpNotconfigured and _VeskOpNotsupported are also what
+ * linking writes into rows it can't resolve. */
+VESK_API int64_t VeskOpStubNotconfigured(VeskClosure *closure, VeskErr *status);
+VESK_API int64_t _VeskOpNotconfigured(VeskClosure *closure, VeskErr *status);
+VESK_API int64_t _VeskOpInappropriate(VeskClosure *closure, VeskErr *status);
+VESK_API int64_t _VeskOpNotimplemented(VeskClosure *closure, VeskErr *status);
+VESK_API int64_t _VeskOpNotavailable(VeskClosure *closure, VeskErr *status);
+VESK_API int64_t _VeskOpNotsupported(VeskClosure *closure, VeskErr *status);
+VESK_API int64_t _VeskOpNotallowed(VeskClosure *closure, VeskErr *status);
+
+/* ------------------------------------------------------------------------ */
+/* Linking                                                                   */
+/* ------------------------------------------------------------------------ */
+
+/* The three steps that make a module's static records live, and their
+ * undoing. Loaders take several modules through each step together. The
+ * caller holds the write locks of the registries. Negative: failed (and what
+ * the step did is undone); 0: done, but something imported is not there;
+ * positive: complete. */
+VESK_API int64_t _VeskModDescribe(VeskModule *module, VeskErr *status);
+VESK_API int64_t _VeskModRegister(VeskModule *module, VeskErr *status);
+VESK_API int64_t _VeskModPlug(VeskModule *module, VeskErr *status);
+VESK_API int64_t _VeskModUnplug(VeskModule *module, VeskErr *status);
+VESK_API int64_t _VeskModUnregister(VeskModule *module, VeskErr *status);
+VESK_API int64_t _VeskModFinish(VeskModule *module, VeskErr *status);
+VESK_API int64_t _VeskModUnload(VeskModule *module, VeskErr *status);
+
+/* ------------------------------------------------------------------------ */
+/* Start-up                                                                  */
+/* ------------------------------------------------------------------------ */
+
+/* Registers a start-up record (before the library's start chain runs). */
+VESK_API int64_t VeskStartAdd(VeskStartRec *record);
+/* Starts the records by order, once; 0 if done before or nothing started. */
+VESK_API int64_t VeskStartRun(void);
+/* Stops the started records in reverse, once. */
+VESK_API void VeskStartStop(void);
+/* The start function of the runtime: registries up, built-in modules linked. */
+VESK_API int32_t VeskBootstrap(uintptr_t arg);
+/* Left to debugging builds; the library neither reads nor writes it. */
+VESK_API extern int32_t _G_mld_load_debug_only;
+
+/* ------------------------------------------------------------------------ */
 /* Status reports                                                            */
 /* ------------------------------------------------------------------------ */
 

@@ -1,9 +1,9 @@
 // Accessors: plain walks over the records above an object. No lock, no
 // allocation; a linked chain is at most instance, class, module.
-#include <atomic>
 #include <cstring>
 
 #include "object.hpp"
+#include "rwlock.hpp"
 
 using vesk::rt::deref;
 using vesk::rt::head;
@@ -76,8 +76,7 @@ VESK_API int32_t VeskInstcount(const void *obj) {
     VeskClass *cls = VeskClassof(obj);
     if (cls == nullptr)
         return 0;
-    // holds changes under the class's lock; a reader needs only a clean value.
-    return std::atomic_ref<int32_t>(cls->rec.holds).load(std::memory_order_relaxed);
+    return vesk::rt::holds_of(&cls->rec);
 }
 
 VESK_API uint32_t VeskExtrainstsz(const void *obj) {

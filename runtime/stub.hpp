@@ -1,0 +1,15 @@
+// The records of "modules/stub": what everything ending in orstub falls back on.
+#pragma once
+
+#include "vesk.h"
+
+namespace vesk::rt {
+
+VeskModule *stub_module();  // "modules/stub", 5.1
+VeskClass *stub_class();    // "objects/Nustub", 4.1
+VeskOps *stub_ops();        // "operations/stub/null", 3.1.0
+
+// The row a failed orstub lookup answers with.
+inline constexpr int kStubInappropriateRow = 5;
+
+}  // namespace vesk::rt

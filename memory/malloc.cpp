@@ -5,7 +5,7 @@
 // twice after a second's wait and then end the process, and keep a count of
 // live blocks. An application may install its own functions until the first
 // allocation seals the table.
-#include "malloc.hpp"
+#include "runtime/startup.hpp"
 
 #include <atomic>
 #include <cstdio>
@@ -115,11 +115,7 @@ VeskStartRec live_block_report = {
 
 }  // namespace
 
-namespace vesk::mem {
-
-VeskStartRec *live_block_report_record() { return &live_block_report; }
-
-}  // namespace vesk::mem
+VESK_REGISTER_START_RECORD(register_live_block_report, &live_block_report)
 
 extern "C" {
 

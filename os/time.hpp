@@ -11,11 +11,6 @@
 
 namespace vesk::os {
 
-// The start-up record of order 1: it calibrates the time base. A clock that
-// is used before the start chain runs calibrates itself on first use; the
-// record then finds the work done and gives the same result.
-VeskStartRec *calibration_start_record();
-
 // Milliseconds each sleep asks for; no value over its limit. 0 gives the
 // processor up; kSleepNoLimit sleeps until a signal handler runs.
 inline constexpr uint32_t kSleepNoLimit = 0xFFFFFFFFu;

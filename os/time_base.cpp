@@ -5,6 +5,7 @@
 #include "time.hpp"
 #include "time_base.hpp"
 #include "time_platform.hpp"
+#include "runtime/startup.hpp"
 
 namespace vesk::os {
 
@@ -38,6 +39,9 @@ inline const TimeBase &time_base() {
     return base;
 }
 
+// The start-up record of order 1. A clock used before the start chain runs
+// calibrates itself on first use; the record then finds the work done and
+// gives the same result.
 int32_t start_calibration(uintptr_t) { return calibrate_once(); }
 
 VeskStartRec calibration_record = {
@@ -50,7 +54,7 @@ int wall_time(timeval &tv) { return anchored_clock.read(source, time_base(), tv)
 
 }  // namespace
 
-VeskStartRec *calibration_start_record() { return &calibration_record; }
+VESK_REGISTER_START_RECORD(register_calibration, &calibration_record)
 
 }  // namespace vesk::os
 

@@ -6,6 +6,7 @@
 // identifiers and nothing else: no lock, no allocation, no string.
 #include <cstdarg>
 
+#include "lookup.hpp"
 #include "object.hpp"
 #include "report.hpp"
 #include "selist.hpp"
@@ -63,7 +64,8 @@ inline VeskOprow *lookup_by_walk(void *object, const VeskOid *key, VeskClosure *
                           VeskErr *status) {
     Found f;
     if (!walk<true>(object, key, f)) {
-        report_inappropriate(status, key, object);
+        if (status != nullptr)
+            report_inappropriate(status, key, object);
         return nullptr;
     }
     *closure = {object, f.holder, pod_at(f.holder, f.se), f.se->ops, int32_t{key->opnum}};
@@ -91,7 +93,8 @@ inline VeskOprow *lookup_seobj_aware(void *object, const VeskOid *key, VeskClosu
     if (const VeskSeobj *ref = bound_match(object, key)) {
         VeskOps *bound = ref->cl.ops;
         if (key->opnum >= bound->opcount) {
-            report_inappropriate(status, key, ref->cl.self);
+            if (status != nullptr)
+                report_inappropriate(status, key, ref->cl.self);
             return nullptr;
         }
         *closure = ref->cl;
@@ -101,9 +104,24 @@ inline VeskOprow *lookup_seobj_aware(void *object, const VeskOid *key, VeskClosu
     return lookup_by_walk(walk_start(object), key, closure, status);
 }
 
-// Key of the V forms: category 3, c1, then up to four components ended by -1.
-VeskOid vkey(int opnum, int c1, va_list args) {
-    VeskOid key{2, static_cast<uint16_t>(opnum), {VESK_CAT_OPS, static_cast<uint16_t>(c1)}};
+}  // namespace
+
+namespace vesk::rt {
+
+VeskOprow *find_op(void *object, const VeskOid *key, VeskClosure *closure, MissFn miss) {
+    if (VeskOprow *row = lookup_seobj_aware(object, key, closure, nullptr)) [[likely]]
+        return row;
+    return miss(walk_start(object), closure);
+}
+
+VeskOprow *find_op_plain(void *object, const VeskOid *key, VeskClosure *closure, MissFn miss) {
+    if (VeskOprow *row = lookup_by_walk(object, key, closure, nullptr)) [[likely]]
+        return row;
+    return miss(object, closure);
+}
+
+VeskOid oid_from_args(uint16_t category, int opnum, int c1, va_list args) {
+    VeskOid key{2, static_cast<uint16_t>(opnum), {category, static_cast<uint16_t>(c1)}};
     while (key.count < VESK_OID_MAXCOMP) {
         const int c = va_arg(args, int);
         if (c == -1)
@@ -113,7 +131,7 @@ VeskOid vkey(int opnum, int c1, va_list args) {
     return key;
 }
 
-}  // namespace
+}  // namespace vesk::rt
 
 extern "C" {
 
@@ -131,7 +149,7 @@ VESK_API VeskOprow *VeskVlookupop(void *object, VeskClosure *closure, VeskErr *s
                                   int c1, ...) {
     va_list args;
     va_start(args, c1);
-    const VeskOid key = vkey(opnum, c1, args);
+    const VeskOid key = oid_from_args(VESK_CAT_OPS, opnum, c1, args);
     va_end(args);
     return lookup_seobj_aware(object, &key, closure, status);
 }
@@ -140,7 +158,7 @@ VESK_API VeskOprow *_VeskVlookupop(void *object, VeskClosure *closure, VeskErr *
                                    int c1, ...) {
     va_list args;
     va_start(args, c1);
-    const VeskOid key = vkey(opnum, c1, args);
+    const VeskOid key = oid_from_args(VESK_CAT_OPS, opnum, c1, args);
     va_end(args);
     return lookup_by_walk(object, &key, closure, status);
 }

@@ -3,6 +3,7 @@
 // list's lock (a read lock to find, the write lock to enter or remove).
 #pragma once
 
+#include "rwlock.hpp"
 #include "vesk.h"
 
 namespace vesk::rt {
@@ -20,7 +21,9 @@ Idreg &opsreg();   // operation sets by identifier (idnode)
 Idreg &objreg();   // classes by identifier
 Idreg &modreg();   // modules by identifier
 
-// Sets a list up once; a list already ready is left alone.
+// Sets a list up once; a list already ready is left alone. Safe to race: the
+// primitives and front ends below call it themselves, so a list works from its
+// first use, bootstrap or not.
 void idreg_init(Idreg &reg);
 
 // By identifier, exact, with VeskOidlcmp: 0 or -1 / the record or null, after
@@ -34,5 +37,27 @@ VeskRecord *find_by_id(Idreg &reg, const VeskOid *key, VeskErr *status);
 int64_t enter_by_name(Idreg &reg, VeskModule *mod, VeskErr *status);
 VeskModule *remove_by_name(Idreg &reg, const char *name, VeskErr *status);
 VeskModule *find_by_name(Idreg &reg, const char *name, VeskErr *status);
+
+// The write locks of linking (opsreg, objreg, modreg), for a scope, taken in
+// the runtime's lock order and given back in reverse. A loader holds namereg
+// around it; code running under these must not call the registry front ends,
+// whose read locks would spin against its own thread.
+class LinkLocked {
+public:
+    LinkLocked() : ops_(&opsreg().lock), obj_(&objreg().lock), mod_(&modreg().lock) {}
+
+private:
+    WriteLocked ops_, obj_, mod_;
+};
+
+// All four write locks: namereg first, then those of linking.
+class RegistriesLocked {
+public:
+    RegistriesLocked() : names_(&namereg().lock) {}
+
+private:
+    WriteLocked names_;
+    LinkLocked link_;
+};
 
 }  // namespace vesk::rt

@@ -1,0 +1,128 @@
+// The closure stack: per thread, one block of frames that front ends take and
+// give back in last-in, first-out order, so that a call by row number needs
+// no allocation and no storage of its caller's.
+//
+// The word that points to the thread's block is the one thing every call
+// reads, so it is a trivially destructible thread_local in the initial-exec
+// model: one load relative to the thread pointer, no __tls_get_addr, and
+// readable for as long as the thread lives, even after its exit destructors.
+// The block is made at the thread's first take and freed by a thread-exit
+// destructor; a thread that never calls a front end has none.
+//
+// Teardown. At exit the main thread's exit destructors run before the
+// library's stop functions, which still call through frames, and another
+// library's thread-exit destructor may call a front end after ours has run.
+// A take then finds no block and makes a new one; nothing is left to free it
+// at thread exit, so it is freed when its last frame is given back.
+//
+// Blocks come from calloc, not from the library's allocator table. On the
+// main thread at exit, if it made no front-end call before, the stop chain's
+// first take registers an exit destructor that will never run: that block
+// outlives the chain, and the table would count it as a live block in the
+// allocator's report at the very end of the chain. A block belongs to its
+// thread, not to any pair of calls the count is there to check.
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+
+#include "closure.hpp"
+#include "frame_layout.h"
+
+static_assert(offsetof(VeskFrame, fn) == VESK_FRAME_FN_OFFSET,
+              "__vesk_call_tramp loads fn at VESK_FRAME_FN_OFFSET");
+static_assert(offsetof(VeskFrame, cl) == 0, "a frame is passed as its closure");
+
+namespace {
+
+constexpr int32_t kFrames = VESK_FRAMES_PER_THREAD;
+
+struct Block {
+    int32_t depth;     // frames in use: frame i is in use when i < depth
+    int32_t transient; // made after the thread's exit destructors; freed with its last frame
+    VeskFrame frames[kFrames];
+};
+
+constinit thread_local Block *t_block [[gnu::tls_model("initial-exec")]] = nullptr;
+// Set once the thread's exit destructor has freed its block.
+constinit thread_local bool t_reaped = false;
+
+// Frees the thread's block at thread exit. Its destructor is registered by
+// the first use of the object on a thread, that is, when the block is made.
+struct Reaper {
+    bool armed = false;
+    ~Reaper() {
+        Block *b = t_block;
+        t_block = nullptr;
+        t_reaped = true;
+        std::free(b);
+    }
+};
+thread_local Reaper t_reaper;
+
+// No status record is at hand, and going on would write past the block or
+// through a null pointer: stop the process with a word on what happened.
+[[noreturn, gnu::cold]] void stop(const char *why) {
+    std::fprintf(stderr, "vesk: closure stack: %s\n", why);
+    std::abort();
+}
+
+[[gnu::cold, gnu::noinline]] Block *make_block() {
+    auto *b = static_cast<Block *>(std::calloc(1, sizeof(Block)));
+    if (b == nullptr)
+        stop("can not allocate the frames of this thread.");
+    if (t_reaped)
+        b->transient = 1;
+    else
+        t_reaper.armed = true;
+    t_block = b;
+    return b;
+}
+
+[[noreturn, gnu::cold, gnu::noinline]] void overflow() {
+    stop("more than 512 nested operation calls on one thread.");
+}
+
+// Past the common case: a transient block's last frame, or a give without a
+// take, which leaves the depth at 0.
+[[gnu::cold, gnu::noinline]] void give_slow(Block *b) {
+    if (b->depth <= 0)
+        return;
+    if (--b->depth == 0 && b->transient) {
+        t_block = nullptr;
+        std::free(b);
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+VESK_API VeskFrame *__vesk_closure_tramp_att(void) {
+    Block *b = t_block;
+    if (b == nullptr) [[unlikely]]
+        b = make_block();
+    const int32_t depth = b->depth;
+    if (static_cast<uint32_t>(depth) >= static_cast<uint32_t>(kFrames)) [[unlikely]]
+        overflow();
+    b->depth = depth + 1;
+    return &b->frames[depth];
+}
+
+VESK_API void __vesk_closure_tramp_det(void) {
+    Block *b = t_block;
+    if (b == nullptr) [[unlikely]]
+        return;  // nothing was taken on this thread since its block went
+    const int32_t depth = b->depth;
+    if ((depth <= 0) | (b->transient != 0)) [[unlikely]]
+        return give_slow(b);
+    b->depth = depth - 1;
+}
+
+}  // extern "C"
+
+namespace vesk::rt {
+
+VeskFrame *take_frame() __attribute__((alias("__vesk_closure_tramp_att")));
+void give_frame() __attribute__((alias("__vesk_closure_tramp_det")));
+
+}  // namespace vesk::rt

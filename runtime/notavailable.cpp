@@ -1,0 +1,73 @@
+// Rows that fail when called.
+//
+// They stand in the stub set, in rows that linking could not resolve, and in
+// modules' own sets for what an implementation doesn't do. Each reports under
+// the family of the set it was reached through (the primary identifier of
+// closure->ops), so that a failure names the interface that was asked, and
+// ignores whatever arguments the caller passed behind the status record.
+#include "report.hpp"
+
+namespace {
+
+// Codes of the stock table these rows report.
+constexpr int32_t kNotReady = 518;         // resource not ready to use or no such resource
+constexpr int32_t kNotAvailable = 1027;    // inappropriate operation to the implementation
+constexpr int32_t kNotSupported = 1028;    // implementation does not support the operation
+constexpr int32_t kNotAllowed = 49203;     // operation not allowed on the entry
+
+// Results, as the rows' callers translate them.
+constexpr int64_t kFailed = -1;
+constexpr int64_t kNotImplemented = -3;
+constexpr int64_t kUnsupported = -4;
+
+template <class... Args>
+inline void report_for(const VeskClosure *cl, VeskErr *status, int32_t code, uint32_t variant,
+                       Args... args) {
+    VeskMkerr(nullptr, status, 0, 0, 0, cl->ops->rec.oid.comp[1], code, 0, variant, args...);
+}
+
+inline const char *set_name(const VeskClosure *cl) { return vesk::rt::printable(cl->ops->rec.name); }
+
+}  // namespace
+
+extern "C" {
+
+VESK_API int64_t VeskOpStubNotconfigured(VeskClosure *closure, VeskErr *status) {
+    report_for(closure, status, kNotReady, 0);
+    return kNotImplemented;
+}
+
+VESK_API int64_t _VeskOpNotconfigured(VeskClosure *closure, VeskErr *status) {
+    report_for(closure, status, kNotReady, 0);
+    return kFailed;
+}
+
+VESK_API int64_t _VeskOpInappropriate(VeskClosure *closure, VeskErr *status) {
+    report_for(closure, status, VESK_CODE_INAPPROPRIATE, 5, int{closure->opnum}, set_name(closure));
+    return kUnsupported;
+}
+
+VESK_API int64_t _VeskOpNotimplemented(VeskClosure *closure, VeskErr *status) {
+    report_for(closure, status, VESK_CODE_NOTIMPL, 1, "operation");
+    return kNotImplemented;
+}
+
+VESK_API int64_t _VeskOpNotavailable(VeskClosure *closure, VeskErr *status) {
+    report_for(closure, status, kNotAvailable, 5, int{closure->opnum}, set_name(closure));
+    return kUnsupported;
+}
+
+VESK_API int64_t _VeskOpNotsupported(VeskClosure *closure, VeskErr *status) {
+    report_for(closure, status, kNotSupported, 5, set_name(closure), int{closure->opnum});
+    return kUnsupported;
+}
+
+// Variant 1, "{%d}: operation not allowed on the entry.": the one form of the
+// code that shows the row number as a number; the word "entry" is the
+// sentence's own.
+VESK_API int64_t _VeskOpNotallowed(VeskClosure *closure, VeskErr *status) {
+    report_for(closure, status, kNotAllowed, 1, int{closure->opnum});
+    return kFailed;
+}
+
+}  // extern "C"

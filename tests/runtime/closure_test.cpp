@@ -1,0 +1,175 @@
+// The closure stack and the call trampoline: frames taken and given back in
+// order, nested calls through the trampoline, one block per thread, the end
+// of the stack, and frames used after the thread's exit destructors ran.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "tramp_caller.h"
+#include "vesk.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace {
+
+VeskFrame *att() { return __vesk_closure_tramp_att(); }
+void det() { __vesk_closure_tramp_det(); }
+
+// An operation that calls a front end from inside itself, kNesting levels
+// deep: each level's frame must come through the inner calls untouched.
+constexpr int kNesting = 100;
+VeskFrame *level_frame[kNesting];
+int intact_levels;
+
+int64_t nested_op(VeskClosure *cl, VeskErr *status, int64_t level);
+
+int64_t front_end(int64_t level, VeskErr *status) {
+    VeskFrame *f = att();
+    f->cl = {f, status, &level_frame[level], nullptr, static_cast<int32_t>(level)};
+    f->fn = VESK_FN(nested_op);
+    using Entry = int64_t (*)(VeskFrame *, VeskErr *, int64_t);
+    const int64_t result = reinterpret_cast<Entry>(__vesk_call_tramp)(f, status, level);
+    det();
+    return result;
+}
+
+int64_t nested_op(VeskClosure *cl, VeskErr *status, int64_t level) {
+    auto *mine = reinterpret_cast<VeskFrame *>(cl);
+    const VeskFrame before = *mine;
+    level_frame[level] = mine;
+    const int64_t deepest = level + 1 < kNesting ? front_end(level + 1, status) : level;
+    if (std::memcmp(&before, mine, sizeof before) == 0 && mine->cl.opnum == level)
+        ++intact_levels;
+    return deepest;
+}
+
+TEST(ClosureFrames, TakenAndGivenBackInOrderAndKeptIntactByNestedCalls) {
+    VeskFrame *first = att();
+    det();
+    EXPECT_EQ(att(), first) << "a take and a give leave the depth as it was";
+    det();
+    det();  // a give too many changes nothing
+    EXPECT_EQ(att(), first);
+    det();
+
+    intact_levels = 0;
+    VeskErr st{};
+    EXPECT_EQ(front_end(0, &st), kNesting - 1) << "the innermost result comes back out";
+    EXPECT_EQ(intact_levels, kNesting);
+    EXPECT_EQ(level_frame[0], first);
+    for (int i = 1; i < kNesting; ++i)
+        ASSERT_EQ(level_frame[i], level_frame[i - 1] + 1) << "nested frames are adjacent";
+    EXPECT_EQ(att(), first) << "every frame was given back";
+    det();
+}
+
+// Its thread-exit destructor is registered before the thread's first front
+// end, so it runs after the library's has freed the thread's block.
+std::atomic<int> late_pairs_adjacent{0};
+struct LateCaller {
+    bool used = false;
+    ~LateCaller() {
+        if (!used)
+            return;
+        VeskFrame *a = att();
+        VeskFrame *b = att();
+        b->cl.opnum = 2;
+        det();
+        det();
+        late_pairs_adjacent += b == a + 1;
+    }
+};
+thread_local LateCaller late_caller;
+
+TEST(ClosureFrames, EachThreadHasItsOwnBlockFreedWhenItEnds) {
+    late_pairs_adjacent = 0;
+    VeskFrame *main_frame = att();
+    std::atomic<int> holding{0};
+    VeskFrame *frame[2] = {};
+    auto body = [&](int i) {
+        late_caller.used = true;
+        frame[i] = att();
+        frame[i]->cl.opnum = i;
+        for (++holding; holding.load() < 2;)  // both hold a frame at once
+            std::this_thread::yield();
+        det();
+    };
+    std::thread a(body, 0), b(body, 1), idle([] {});
+    a.join();
+    b.join();
+    idle.join();
+    det();
+    EXPECT_NE(frame[0], frame[1]);
+    EXPECT_NE(frame[0], main_frame);
+    EXPECT_NE(frame[1], main_frame);
+    EXPECT_EQ(late_pairs_adjacent.load(), 2) << "frames after the thread's block was freed";
+#if defined(__SANITIZE_ADDRESS__)
+    EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0) << "a block outlived its thread";
+#endif
+}
+
+TEST(CallTrampoline, PassesEveryArgumentAndTheResultOfACallFromC) {
+    VeskFrame *f = att();
+    VeskErr st{};
+    tc_seen = {};
+    EXPECT_EQ(tc_call_wide(f, &st), TC_WIDE_RESULT);
+    EXPECT_EQ(tc_seen.closure, &f->cl);
+    EXPECT_EQ(tc_seen.status, &st);
+    for (int i = 0; i < TC_INTS; ++i)
+        EXPECT_EQ(tc_seen.ints[i], tc_int_arg(i)) << "argument " << i;
+    EXPECT_EQ(tc_seen.real, TC_REAL_ARG);
+    det();
+}
+
+// ---------------------------------------------------------------------------
+// In a process of their own.
+
+class ClosureFramesDeathTest : public ::testing::Test {
+protected:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+void fill_the_stack_and_take_one_more() {
+    for (int i = 0; i < VESK_FRAMES_PER_THREAD; ++i)
+        std::memset(static_cast<void *>(att()), 0x5A, sizeof(VeskFrame));
+    att();
+    std::exit(4);
+}
+
+TEST_F(ClosureFramesDeathTest, The513thNestedFrameStopsTheProcess) {
+    EXPECT_EXIT(fill_the_stack_and_take_one_more(), ::testing::KilledBySignal(SIGABRT),
+                "vesk: closure stack: more than 512 nested operation calls on one thread");
+}
+
+// At exit the main thread's exit destructors run before atexit functions and
+// the library's stop functions, which still call front ends.
+void frames_after_the_exit_destructors() {
+    VeskFrame *a = att();
+    VeskFrame *b = att();
+    b->cl.opnum = 2;
+    det();
+    det();
+    att()->cl.opnum = 3;  // and again, after the first fresh block went
+    det();
+    std::fprintf(stderr, "teardown frames: %s\n", b == a + 1 ? "right" : "wrong");
+}
+
+void use_frames_then_exit() {
+    att();
+    det();
+    std::atexit(frames_after_the_exit_destructors);
+    std::exit(0);
+}
+
+TEST_F(ClosureFramesDeathTest, FramesTakenAfterTheThreadsExitDestructorsAreFresh) {
+    EXPECT_EXIT(use_frames_then_exit(), ::testing::ExitedWithCode(0), "teardown frames: right");
+}
+
+}  // namespace

@@ -1,0 +1,217 @@
+// The stub answers: what the orstub lookups and getters give on a miss and
+// on a hit, and the exact reports and results of the rows that fail when
+// called, alone and at the end of a front-end call.
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+#include "linked.hpp"
+#include "support/capture_service.hpp"
+
+namespace {
+
+using namespace vesk_test;
+
+// The stub records, as the library's start-up registered them.
+VeskClass *stub_class() {
+    const VeskOid k = key(0, {4, 1});
+    return static_cast<VeskClass *>(_VeskGetcobject(&k, nullptr));
+}
+VeskOps *stub_ops() {
+    const VeskOid k = key(0, {3, 1, 0});
+    return _VeskGetops(&k, nullptr);
+}
+
+using OrstubLookup = Linked;
+
+TEST_F(OrstubLookup, AMissGivesTheInappropriateStubRowAndAHitThePlainAnswer) {
+    ASSERT_NE(stub_ops(), nullptr);
+    VeskSeobj ref = bound_to_counter();
+    const VeskOid absent = key(4, {3, 777});
+    const VeskOid too_far = key(6, {3, 901});     // the class's set has rows 0 to 5
+    const VeskOid past_bound = key(7, {3, 1006}); // the reference's own set has 7 rows
+    VeskClosure cl;
+    auto expect_stub = [&](const VeskOprow *row, const void *self) {
+        EXPECT_EQ(row, &stub_ops()->rows[5]);
+        expect_closure(cl, self, stub_class(), nullptr, stub_ops(), 5);
+        fill_pattern(cl);
+    };
+    fill_pattern(cl);
+    expect_stub(VeskLookupoporstub(&w, &too_far, &cl), &w);
+    expect_stub(_VeskVlookupoporstub(&w, &cl, 4, 777, -1), &w);
+    // A reference stands for its `self`, except in the underscore forms.
+    expect_stub(VeskVlookupoporstub(&ref, &cl, 4, 777, -1), &w);
+    expect_stub(VeskLookupoporstub(&ref, &past_bound, &cl), &w);
+    expect_stub(_VeskLookupoporstub(&ref, &absent, &cl), &ref);
+
+    for (void *object : {static_cast<void *>(&w), static_cast<void *>(&ref)}) {
+        for (const VeskOid &k : {key(4, {3, 901}), key(6, {3, 1006}), key(7, {3, 902})}) {
+            VeskClosure plain;
+            const VeskOprow *expected = VeskLookupop(object, &k, &plain, nullptr);
+            ASSERT_NE(expected, nullptr);
+            EXPECT_EQ(VeskLookupoporstub(object, &k, &cl), expected);
+            expect_closure(cl, plain.self, plain.holder, plain.pod, plain.ops, plain.opnum);
+        }
+    }
+    EXPECT_EQ(_VeskVlookupoporstub(&w, &cl, 4, 904, 1, 2, 3, 4), &fx_later_ops->rows[4]);
+    EXPECT_EQ(fx_seen.calls, 0);
+}
+
+// ---------------------------------------------------------------------------
+// The failing rows
+
+// Formats the rows of the stock table these functions report.
+int64_t format_stock(VeskClosure *, VeskErr *err, uint32_t info0, uint32_t info1, uint32_t info2,
+                     int32_t facility, int32_t code, int32_t syserr, uint32_t variant,
+                     va_list args) {
+    static const struct {
+        int32_t code;
+        uint32_t variant;
+        const char *format;
+    } table[] = {
+        {518, 0, "The resource not ready to use or no such resource."},
+        {1025, 5, "%d{%s}: inappropriate operation."},
+        {1026, 1, "%s: function (operation) not implemented [in this implementation]."},
+        {1027, 5, "%d{%s}: inappropriate operation to the [device] implementation."},
+        {1028, 5, "%s:%d: implementation does not support the operation [of the standard]."},
+        {49203, 1, "{%d}: operation not allowed on the entry."},
+    };
+    *err = {info0, info1, info2, (int64_t{facility} << 16) | code, syserr, variant, err->msgsize,
+            err->msg};
+    std::snprintf(err->msg, err->msgsize, "no text for %d/%u", code, variant);
+    for (const auto &row : table)
+        if (row.code == code && row.variant == variant)
+            std::vsnprintf(err->msg, err->msgsize, row.format, args);
+    return 0;
+}
+
+class FailingRows : public Linked {
+protected:
+    // Calls fn with cl and checks the report (status, syserr 0, variant,
+    // text) and the result; then the same without a buffer and without a
+    // status record.
+    void expect_failure(VeskOpfn fn, VeskClosure *cl, int32_t family, int32_t code,
+                        uint32_t variant, const char *text, int64_t result) {
+        const auto op = reinterpret_cast<int64_t (*)(VeskClosure *, VeskErr *)>(fn);
+        report.err = garbage_status();
+        report.err.msg = report.buf;
+        report.err.msgsize = sizeof report.buf;
+        EXPECT_EQ(op(cl, &report.err), result) << text;
+        EXPECT_EQ(report.err.status, (int64_t{family} << 16) | code) << text;
+        EXPECT_EQ(report.err.syserr, 0) << text;
+        EXPECT_EQ(report.err.variant, variant) << text;
+        EXPECT_EQ(std::string(report.buf), text);
+        VeskErr bare = garbage_status();
+        EXPECT_EQ(op(cl, &bare), result);
+        EXPECT_EQ(bare.status, report.err.status);
+        EXPECT_EQ(op(cl, nullptr), result);
+    }
+
+    CaptureService svc{6, VESK_FN(format_stock)};
+    DefaultService installed{svc};
+    Report report;
+};
+
+TEST_F(FailingRows, EachReportsUnderTheFamilyOfTheSetItWasReachedThrough) {
+    VeskClosure stub_cl;  // what a miss gives: the stub set, row 5
+    const VeskOid absent = key(4, {3, 777});
+    const VeskOprow *rows = VeskLookupoporstub(&w, &absent, &stub_cl) - 5;
+    expect_failure(rows[4].fn, &stub_cl, 1, 518, 0,
+                   "The resource not ready to use or no such resource.", -3);
+    expect_failure(rows[5].fn, &stub_cl, 1, 1025, 5, "5{stub}: inappropriate operation.", -4);
+    expect_failure(rows[6].fn, &stub_cl, 1, 1026, 1,
+                   "operation: function (operation) not implemented [in this implementation].",
+                   -3);
+    expect_failure(rows[7].fn, &stub_cl, 1, 1027, 5,
+                   "5{stub}: inappropriate operation to the [device] implementation.", -4);
+    expect_failure(rows[8].fn, &stub_cl, 1, 1028, 5,
+                   "stub:5: implementation does not support the operation [of the standard].", -4);
+    expect_failure(rows[9].fn, &stub_cl, 1, 49203, 1, "{5}: operation not allowed on the entry.",
+                   -1);
+
+    // In a module's own set: its family, name and row number.
+    VeskClosure own = {&w, fx_widget, fx_widget_pod, fx_cls_ops, 3};
+    expect_failure(VESK_FN(_VeskOpNotconfigured), &own, 901, 518, 0,
+                   "The resource not ready to use or no such resource.", -1);
+    expect_failure(VESK_FN(_VeskOpNotsupported), &own, 901, 1028, 5,
+                   "widget:3: implementation does not support the operation [of the standard].",
+                   -4);
+}
+
+TEST_F(FailingRows, AFrontEndOnAMissingInterfaceFailsThroughTheStub) {
+    // Row 6 of a family the widget lacks, with arguments of the caller's own.
+    VeskFrame *frame = __vesk_closure_tramp_att();
+    const VeskOid absent = key(6, {3, 777});
+    frame->fn = VeskLookupoporstub(&w, &absent, &frame->cl)->fn;
+    const int64_t result = __vesk_call_tramp(frame, &report.err, 11, "ignored", 2.5);
+    __vesk_closure_tramp_det();
+    EXPECT_EQ(result, -4);
+    EXPECT_EQ(report.err.status, (int64_t{1} << 16) | VESK_CODE_INAPPROPRIATE);
+    EXPECT_EQ(std::string(report.buf), "5{stub}: inappropriate operation.");
+}
+
+// ---------------------------------------------------------------------------
+// Getters
+
+// A module with the class 4.930 and the set 3.930.1, entered in the
+// registries by linking's first two steps for the length of the test.
+struct TestModule {
+    VeskModule mod{};
+    VeskClass cls{};
+    VESK_OPS_T(4) set{};
+    VeskOps *opsv[1] = {VESK_OPS(&set)};
+    VeskClass *clsv[1] = {&cls};
+
+    TestModule() {
+        mod.rec.oid = key(VESK_OPNUM_NONE, {5, 930});
+        cls.rec.oid = key(VESK_OPNUM_NONE, {4, 930});
+        set.rec.oid = key(VESK_OPNUM_NONE, {3, 930, 1});
+        for (VeskRecord *rec : {&mod.rec, &cls.rec, &set.rec}) {
+            rec->stamp = VESK_STAMP;
+            rec->longkey = "orstub-test";
+        }
+        mod.opsv = opsv;
+        mod.opsc = 1;
+        mod.clsv = clsv;
+        mod.clsc = 1;
+    }
+    ~TestModule() {
+        _VeskModUnregister(&mod, nullptr);
+        _VeskModFinish(&mod, nullptr);
+    }
+};
+
+TEST(OrstubGetters, AMissGivesTheStubWithAHoldAndAHitTheRegisteredRecord) {
+    TestModule m;
+    ASSERT_GE(_VeskModDescribe(&m.mod, nullptr), 0);
+    ASSERT_GE(_VeskModRegister(&m.mod, nullptr), 0);
+    VeskClass *stub_cls = stub_class();
+    VeskOps *stub_set = stub_ops();
+    ASSERT_NE(stub_cls, nullptr);
+    const int32_t cls_holds = stub_cls->rec.holds, set_holds = stub_set->rec.holds;
+
+    const VeskOid no_class = key(0, {4, 31999});
+    const VeskOid no_set = key(0, {3, 31999, 1});
+    EXPECT_EQ(VeskGetclsorstub(&no_class), stub_cls);
+    EXPECT_EQ(VeskVgetclsorstub(930, 1, -1), stub_cls) << "the set's number as a class's";
+    EXPECT_EQ(_VeskGetclsorstub(&no_class), stub_cls);
+    EXPECT_EQ(VeskGetopsorstub(&no_set), stub_set);
+    EXPECT_EQ(VeskVgetopsorstub(930, -1), stub_set) << "the class's number as a set's";
+    EXPECT_EQ(_VeskVgetopsorstub(31999, 1, -1), stub_set);
+    EXPECT_EQ(stub_cls->rec.holds - cls_holds, 2) << "a hold in the holding forms only";
+    EXPECT_EQ(stub_set->rec.holds - set_holds, 2);
+    stub_cls->rec.holds = cls_holds;
+    stub_set->rec.holds = set_holds;
+
+    EXPECT_EQ(VeskVgetclsorstub(930, -1), &m.cls);
+    EXPECT_EQ(_VeskVgetclsorstub(930, -1), &m.cls);
+    EXPECT_EQ(VeskGetopsorstub(&m.set.rec.oid), VESK_OPS(&m.set));
+    EXPECT_EQ(_VeskVgetopsorstub(930, 1, -1), VESK_OPS(&m.set));
+    EXPECT_EQ(m.cls.rec.holds, 1) << "the registry's hold, in the holding forms only";
+    EXPECT_EQ(m.set.rec.holds, 1);
+    m.cls.rec.holds = m.set.rec.holds = 0;
+}
+
+}  // namespace

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdarg>
 
+#include "lookup.hpp"
 #include "object.hpp"
 #include "registry.hpp"
 #include "report.hpp"
@@ -195,18 +196,6 @@ int64_t foreach(const VeskOid *key, VeskForeachFn *callback, VeskErr *status, co
     return result;
 }
 
-// The key of _VeskVgetmodule: 5.c1, then up to four components ended by -1.
-VeskOid module_key(int c1, va_list args) {
-    VeskOid key{2, 0, {VESK_CAT_MODULE, static_cast<uint16_t>(c1)}};
-    while (key.count < VESK_OID_MAXCOMP) {
-        const int c = va_arg(args, int);
-        if (c == -1)
-            break;
-        key.comp[key.count++] = static_cast<uint16_t>(c);
-    }
-    return key;
-}
-
 }  // namespace
 
 extern "C" {
@@ -252,7 +241,7 @@ VESK_API int64_t VeskEndops(VeskOps *ops, VeskErr *status) {
 VESK_API VeskModule *_VeskVgetmodule(int c1, ...) {
     va_list args;
     va_start(args, c1);
-    const VeskOid key = module_key(c1, args);
+    const VeskOid key = oid_from_args(VESK_CAT_MODULE, 0, c1, args);
     va_end(args);
     return reinterpret_cast<VeskModule *>(_VeskGetcobject(&key, nullptr));
 }

@@ -13,6 +13,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <pthread.h>
 #include <sys/time.h>
 #include <time.h>
 
@@ -254,6 +255,172 @@ VESK_API int64_t NuNanosleep(const struct timespec *request, struct timespec *re
 /* The C library lacks this twin; gettimeofday, sleep, usleep and nanosleep
  * are the C library's own. */
 VESK_API int32_t msleep(uint32_t milliseconds);
+
+/* ------------------------------------------------------------------------ */
+/* Mutexes and conditions                                                    */
+/* ------------------------------------------------------------------------ */
+
+/* The in-process lock, inline in its owner's record; its owner may take it
+ * again and must give it back as often. */
+typedef struct NuSMutex {
+    pthread_mutex_t mutex;
+} NuSMutex;
+
+/* The in-process condition, used under one NuSMutex. */
+typedef struct NuSCond {
+    pthread_cond_t cond;
+} NuSCond;
+
+/* Handles of the process-wide family: one word each, 0 when not initialised.
+ * A named one is reached by every process that names it. */
+typedef uintptr_t NuPMutex;
+typedef uintptr_t NuPCond;
+
+/* Attributes of both handle kinds. The first three fields are kept for their
+ * place in the record and not used on this platform. `name` is stored by the
+ * caller; null makes the object anonymous. */
+typedef struct NuPMutexattr {
+    uint32_t nLength;             /* 12 after init */
+    void *lpSecurityDescriptor;   /* null after init */
+    int32_t bInheritHandle;       /* 0 after init */
+    const char *name;             /* null after init */
+    uint32_t reserved;            /* 0, never read */
+    uint32_t access;              /* 0xF0000 after init, never read */
+} NuPMutexattr;
+typedef NuPMutexattr NuPCondattr;
+
+/* A deadline or duration argument that means "no limit". */
+#define NU_TIMESPEC_INFINITE ((const struct timespec *)UINTPTR_MAX)
+
+VESK_API int64_t NuSMutexInit(NuSMutex *mutex);
+VESK_API int64_t NuSMutexInit2(NuSMutex *mutex, const NuPMutexattr *attr, VeskErr *err);
+VESK_API int64_t NuSMutexDestroy(NuSMutex *mutex, VeskErr *err);
+VESK_API int64_t NuSMutexLock(NuSMutex *mutex);
+/* 1 when taken, 0 when another thread holds it (reported). */
+VESK_API int64_t NuSMutexTrylock(NuSMutex *mutex, VeskErr *err);
+VESK_API int64_t NuSMutexUnlock(NuSMutex *mutex);
+
+VESK_API int64_t NuSCondInit(NuSCond *cond, VeskErr *err);
+VESK_API int64_t NuSCondInit2(NuSCond *cond, const NuPCondattr *attr, VeskErr *err);
+VESK_API int64_t NuSCondDestroy(NuSCond *cond, VeskErr *err);
+VESK_API int64_t NuSCondSignal(NuSCond *cond, VeskErr *err);
+VESK_API int64_t NuSCondBroadcast(NuSCond *cond, VeskErr *err);
+VESK_API int64_t NuSCondWait(NuSCond *cond, NuSMutex *mutex, VeskErr *err);
+VESK_API int64_t NuSCondTimedwait(NuSCond *cond, NuSMutex *mutex, const struct timespec *deadline,
+                                  VeskErr *err);
+VESK_API int64_t NuSCondTimedwait_rel(NuSCond *cond, NuSMutex *mutex,
+                                      const struct timespec *duration, VeskErr *err);
+VESK_API int64_t NuSCondTimedwait2(NuSCond *cond, NuSMutex *mutex, const struct timespec *deadline,
+                                   const struct timespec *now, VeskErr *err);
+VESK_API int64_t NuSCondTimedwait_ms(NuSCond *cond, NuSMutex *mutex, int64_t milliseconds,
+                                     VeskErr *err);
+
+VESK_API int64_t NuPMutexInit(NuPMutex *mutex, VeskErr *err);
+VESK_API int64_t NuPMutexInit2(NuPMutex *mutex, const NuPMutexattr *attr, VeskErr *err);
+VESK_API int64_t NuPMutexDestroy(NuPMutex *mutex, VeskErr *err);
+VESK_API int64_t NuPMutexLock(NuPMutex mutex, VeskErr *err);
+/* 1 when taken, 0 when another holds it (reported), -1 on failure. */
+VESK_API int64_t NuPMutexTrylock(NuPMutex mutex, VeskErr *err);
+VESK_API int64_t NuPMutexUnlock(NuPMutex mutex, VeskErr *err);
+
+VESK_API int64_t NuPCondInit(NuPCond *cond, VeskErr *err);
+VESK_API int64_t NuPCondInit2(NuPCond *cond, const NuPCondattr *attr, VeskErr *err);
+VESK_API int64_t NuPCondDestroy(NuPCond *cond, VeskErr *err);
+VESK_API int64_t NuPCondSignal(NuPCond cond, VeskErr *err);
+VESK_API int64_t NuPCondBroadcast(NuPCond cond, VeskErr *err);
+VESK_API int64_t NuPCondWait(NuPCond cond, NuPMutex mutex, VeskErr *err);
+VESK_API int64_t NuPCondTimedwait(NuPCond cond, NuPMutex mutex, const struct timespec *deadline,
+                                  VeskErr *err);
+VESK_API int64_t NuPCondTimedwait2(NuPCond cond, NuPMutex mutex, const struct timespec *deadline,
+                                   const struct timespec *now, VeskErr *err);
+VESK_API int64_t NuPCondTimedwait_ms(NuPCond cond, NuPMutex mutex, int64_t milliseconds,
+                                     VeskErr *err);
+VESK_API int64_t NuPCondTimedwait_rel(NuPCond cond, NuPMutex mutex,
+                                      const struct timespec *duration, VeskErr *err);
+
+VESK_API int64_t NuPMutexattrInit(NuPMutexattr *attr);
+VESK_API int64_t NuPCondattrInit(NuPCondattr *attr);
+VESK_API int64_t NuPMutexattrDestroy(NuPMutexattr *attr);
+VESK_API int64_t NuPCondattrDestroy(NuPCondattr *attr);
+VESK_API int64_t NuPMutexattrGettype(const NuPMutexattr *attr, int32_t *type);
+VESK_API int64_t NuPMutexattrSettype(NuPMutexattr *attr, int32_t type);
+VESK_API int64_t NuPMutexattrGetprotocol(const NuPMutexattr *attr, int32_t *protocol);
+VESK_API int64_t NuPMutexattrSetprotocol(NuPMutexattr *attr, int32_t protocol);
+VESK_API int64_t NuPMutexattrGetprioceiling(const NuPMutexattr *attr, int32_t *ceiling);
+VESK_API int64_t NuPMutexattrSetprioceiling(NuPMutexattr *attr, int32_t ceiling, VeskErr *err);
+
+/* ------------------------------------------------------------------------ */
+/* Threads                                                                   */
+/* ------------------------------------------------------------------------ */
+
+/* A thread's handle, from create until join; 0 when creation failed. */
+typedef uintptr_t NuPThread;
+/* A thread's start routine; its result is the exit code that join delivers. */
+typedef uint32_t (*NuPThreadStart)(void *arg);
+
+/* Thread attributes. The first three fields keep their place; the third is
+ * also the scheduling-inheritance flag. `stackaddr`, after the fixed fields,
+ * is the caller-supplied stack (null: the platform's). */
+typedef struct NuPThrattr {
+    uint32_t nLength;           /* 12 after init */
+    void *lpSecurityDescriptor; /* null after init */
+    int32_t bInheritHandle;     /* 1: inherit scheduling */
+    const char *name;           /* never read */
+    uint32_t flags;             /* NU_PTHREAD_* bits; 0xF0000 after init */
+    uint32_t stacksize;         /* bytes; 0 is the platform's default */
+    uint32_t reserved;          /* never read */
+    int32_t priority;           /* on the scale -15 .. 15 */
+    int32_t policy;             /* 2 after init, never read */
+    void *stackaddr;            /* lowest address of a caller-supplied stack, or null */
+} NuPThrattr;
+
+#define NU_PTHREAD_CANCELABLE 0x00000001u
+#define NU_PTHREAD_JOINABLE   0x00100000u
+
+/* Cancellation types. */
+#define NU_PTHREAD_CANCEL_DEFERRED     0
+#define NU_PTHREAD_CANCEL_ASYNCHRONOUS 1
+
+VESK_API int64_t NuPThreadCreate(NuPThread *thread, NuPThreadStart start, void *arg,
+                                 VeskErr *err);
+VESK_API int64_t NuPThreadCreate2(NuPThread *thread, const NuPThrattr *attr, NuPThreadStart start,
+                                  void *arg, VeskErr *err);
+VESK_API int64_t NuPThreadCreate2_suspended(NuPThread *thread, const NuPThrattr *attr,
+                                            NuPThreadStart start, void *arg, VeskErr *err);
+VESK_API int64_t NuPThreadJoin(NuPThread thread, uint32_t *exitcode, VeskErr *err);
+VESK_API int64_t NuPThreadResume(NuPThread thread, VeskErr *err);
+VESK_API int64_t NuPThreadSuspend(NuPThread thread, VeskErr *err);
+VESK_API int64_t NuPThreadGetpriority(NuPThread thread, int32_t *priority, VeskErr *err);
+VESK_API int64_t NuPThreadSetpriority(NuPThread thread, int32_t priority, VeskErr *err);
+VESK_API int64_t NuPThreadGetschedpolicy(NuPThread thread, int32_t *policy);
+VESK_API int64_t NuPThreadSetschedpolicy(NuPThread thread, int32_t policy);
+VESK_API int64_t NuPThreadDetach(NuPThread thread, VeskErr *err);
+VESK_API int64_t NuPThreadDetachself(VeskErr *err);
+VESK_API int64_t NuPThreadDisablecancel(VeskErr *err);
+VESK_API int64_t NuPThreadEnablecancel(VeskErr *err);
+VESK_API int64_t NuPThreadIscancelable(VeskErr *err);
+VESK_API int64_t NuPThreadGetcanceltype(int32_t *type, VeskErr *err);
+VESK_API int64_t NuPThreadSetcanceltype(int32_t type, VeskErr *err);
+
+VESK_API int64_t NuPThrattrInit(NuPThrattr *attr);
+VESK_API int64_t NuPThrattrDestroy(NuPThrattr *attr);
+VESK_API int64_t NuPThrattrEnablecancel(NuPThrattr *attr);
+VESK_API int64_t NuPThrattrDisablecancel(NuPThrattr *attr);
+VESK_API int64_t NuPThrattrIscancelable(const NuPThrattr *attr);
+VESK_API int64_t NuPThrattrEnablejoin(NuPThrattr *attr);
+VESK_API int64_t NuPThrattrDisablejoin(NuPThrattr *attr);
+VESK_API int64_t NuPThrattrIsjoinable(const NuPThrattr *attr);
+VESK_API int64_t NuPThrattrInheritsched(NuPThrattr *attr);
+VESK_API int64_t NuPThrattrExplicitsched(NuPThrattr *attr);
+VESK_API int64_t NuPThrattrIsinheritsched(const NuPThrattr *attr);
+VESK_API int64_t NuPThrattrGetpriority(const NuPThrattr *attr, int32_t *priority);
+VESK_API int64_t NuPThrattrSetpriority(NuPThrattr *attr, int32_t priority, VeskErr *err);
+VESK_API int64_t NuPThrattrGetstacksize(const NuPThrattr *attr, uint32_t *size);
+VESK_API int64_t NuPThrattrSetstacksize(NuPThrattr *attr, uint32_t size, VeskErr *err);
+VESK_API int64_t NuPThrattrGetschedpolicy(const NuPThrattr *attr, int32_t *policy);
+VESK_API int64_t NuPThrattrSetschedpolicy(NuPThrattr *attr, int32_t policy);
+VESK_API int64_t NuPThrattrGetstackaddr(const NuPThrattr *attr, void **address, VeskErr *err);
+VESK_API int64_t NuPThrattrSetstackaddr(NuPThrattr *attr, void *address, VeskErr *err);
 
 #ifdef __cplusplus
 }

@@ -670,6 +670,42 @@ typedef int64_t (*VeskErrMakeLfn)(VeskClosure *cl, VeskErr *err, const char *loc
                                   int32_t facility, int32_t code, int32_t syserr,
                                   uint32_t variant, va_list args);
 
+/* ------------------------------------------------------------------------ */
+/* Error service                                                             */
+/* ------------------------------------------------------------------------ */
+
+/* One row of an error table. A code's group is `count` consecutive rows with
+ * the same code and unixerr, the head row first; only the head enters the
+ * service's tree, through its own `node`, so the rows must stay valid and
+ * writable while the table is added. A code of 0xffffffff ends a table. */
+typedef struct VeskErrEntry {
+    uint32_t code;
+    int32_t unixerr;     /* errno number of the code */
+    const char *format;  /* printf format of this variant */
+    uint32_t count;      /* rows of the group in the head row, else 0 */
+    NuRTBTNode node;     /* zero at rest; written while the table is added */
+} VeskErrEntry;
+
+#define VESK_ERR_TABLE_END 0xffffffffu
+
+/* The state of an error service object: a lock for table changes and the
+ * tree of head rows ordered by code. */
+typedef struct VeskErrService {
+    NuSMutex mutex;
+    NuRTBT tree;
+} VeskErrService;
+
+/* The errno number of a status's code (the facility plays no part), or -1.
+ * `service` null means _G_error_service_default. */
+VESK_API int32_t VeskStatus2unix(void *service, int64_t status);
+/* Add or remove `count` rows of `table` (stopping at the end row). 0; 0 also
+ * when there is nothing to do or no service; -1 when the service has no
+ * such operation. The _nlk forms leave locking to the caller. */
+VESK_API int64_t _VeskAddetab(void *service, uint32_t count, VeskErrEntry *table);
+VESK_API int64_t _VeskAddetab_nlk(void *service, uint32_t count, VeskErrEntry *table);
+VESK_API int64_t _VeskRmetab(void *service, uint32_t count, VeskErrEntry *table);
+VESK_API int64_t _VeskRmetab_nlk(void *service, uint32_t count, VeskErrEntry *table);
+
 /* Facilities of the runtime and codes it reports. */
 #define VESK_FAC_RUNTIME 1000
 #define VESK_CODE_INAPPROPRIATE 1025    /* 0x0401 inappropriate operation */

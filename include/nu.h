@@ -16,6 +16,9 @@
 #include <pthread.h>
 #include <sys/time.h>
 #include <time.h>
+#ifndef __cplusplus
+#include <uchar.h>
+#endif
 
 /* The one export macro. The library is built with -fvisibility=hidden, so a
  * function or datum is part of the binary interface only if it carries this. */
@@ -206,6 +209,85 @@ VESK_API void nu_free(void *block);
 VESK_API extern int32_t _G_NuMalloc_verbose;
 
 /* ------------------------------------------------------------------------ */
+/* Zones: fixed-size objects with reference counts                           */
+/* ------------------------------------------------------------------------ */
+
+typedef struct NuZmalloc NuZmalloc;
+
+/* A zone hook: (user data, object); its result is not looked at. */
+typedef int64_t (*NuZmallocHook)(void *user_data, void *object);
+
+/* The hooks of a zone. */
+typedef struct NuZmallocUctx {
+    NuZmallocHook once_init;    /* first hand-out of a granule */
+    NuZmallocHook once_fini;    /* zone destroyed: each granule ever handed out */
+    NuZmallocHook get_init;     /* every hand-out, behind once_init */
+    NuZmallocHook release_fini; /* count reaches 0; zone destroyed with the object out */
+    void *user_data;            /* first argument of every hook */
+} NuZmallocUctx;
+
+/* The hooks as _NuZmallocOpen_v2 takes them: `user_data_size` bytes of
+ * `user_data` are copied behind the zone record, and the hooks get the copy. */
+typedef struct NuZmallocUctx_v2 {
+    NuZmallocHook once_init;
+    NuZmallocHook once_fini;
+    NuZmallocHook get_init;
+    NuZmallocHook release_fini;
+    void *user_data;
+    size_t user_data_size;
+} NuZmallocUctx_v2;
+
+/* A link-list head: first and last element, or the head itself when empty. */
+typedef struct NuZmallocList {
+    void *first;
+    void *last;
+} NuZmallocList;
+
+/* The zone record. Callers may replace `destroy` after opening (calling
+ * _NuZmallocDestroyDefault from theirs) and read `object_size`. */
+struct NuZmalloc {
+    uintptr_t version;          /* 1: _NuZmallocOpen, 2: _NuZmallocOpen_v2 */
+    int64_t (*destroy)(NuZmalloc *zone, uint32_t flags, VeskErr *status);
+    uintptr_t lock;             /* spin word: 0 free, 1 held */
+    intptr_t refs;              /* -1: caller's memory, uncounted; else opener + objects out */
+    NuMallocOpv allocator;      /* private copy */
+    NuZmallocUctx uctx;
+    uintptr_t granularity;      /* granules per chunk */
+    uintptr_t object_size;      /* usable bytes of a granule */
+    NuZmallocList chunks;
+    uintptr_t chunk_count;
+    NuZmallocList free;         /* free granules, a stack */
+    uintptr_t free_count;
+};
+
+#define NU_ZMALLOC_GRANULARITY 64 /* granules per chunk when 0 is given */
+#define NU_ZMALLOC_DESTROY_NOW 0x1u
+
+VESK_API NuZmalloc *_NuZmallocOpen(NuZmalloc *zone, const NuMallocOpv *allocator,
+                                   const NuZmallocUctx *uctx, uintptr_t granularity,
+                                   uintptr_t object_size, VeskErr *status);
+VESK_API NuZmalloc *_NuZmallocOpen_v2(NuZmalloc *zone, const NuMallocOpv *allocator,
+                                      const NuZmallocUctx_v2 *uctx, uintptr_t granularity,
+                                      uintptr_t object_size, VeskErr *status);
+/* The count left while the zone lives on, else 0. */
+VESK_API int64_t _NuZmallocClose(NuZmalloc *zone, uint32_t flags, VeskErr *status);
+/* The stock destructor: hooks for the granules, then the chunks go; 0.
+ * `flags` and `status` are not used. */
+VESK_API int64_t _NuZmallocDestroyDefault(NuZmalloc *zone, uint32_t flags, VeskErr *status);
+VESK_API void *_NuZmallocGet(NuZmalloc *zone, VeskErr *status);
+/* As _NuZmallocGet, but grows only a zone that has no chunk yet. */
+VESK_API void *_NuZmallocGet0(NuZmalloc *zone, VeskErr *status);
+VESK_API uintptr_t _NuZmallocGranularity(const NuZmalloc *zone);
+VESK_API int64_t _NuZmallocHasfreeg(NuZmalloc *zone);
+VESK_API NuZmallocUctx *_NuZmallocUctx(NuZmalloc *zone);
+
+/* By the object alone, through the two words in front of it. */
+VESK_API NuZmalloc *_NuZmPtrOwner(const void *object);
+VESK_API intptr_t _NuZmPtrRetain(void *object);
+VESK_API intptr_t _NuZmPtrRetainValue(const void *object);
+VESK_API intptr_t _NuZmPtrRelease(void *object);
+
+/* ------------------------------------------------------------------------ */
 /* Time and sleeping                                                         */
 /* ------------------------------------------------------------------------ */
 
@@ -255,6 +337,36 @@ VESK_API int64_t NuNanosleep(const struct timespec *request, struct timespec *re
 /* The C library lacks this twin; gettimeofday, sleep, usleep and nanosleep
  * are the C library's own. */
 VESK_API int32_t msleep(uint32_t milliseconds);
+
+/* ------------------------------------------------------------------------ */
+/* Hashes, edit distance, shell patterns, case tables                        */
+/* ------------------------------------------------------------------------ */
+
+/* The ELF hash, from 0; 0 for null or empty input. */
+VESK_API uint32_t NuBhash(const void *data, size_t length);
+VESK_API uint32_t NuStrhash(const char *string);
+VESK_API uint32_t NuStrnhash(const char *string, size_t maximum);
+VESK_API uint32_t NuWcshash(const char16_t *string);
+
+/* Weighted edit distance; a length of -1 means "up to the terminator".
+ * -1 when the rows could not be allocated. */
+VESK_API int32_t NuLevenshtein(const char *s1, int64_t n1, const char *s2, int64_t n2,
+                               int32_t insert_cost, int32_t replace_cost, int32_t delete_cost);
+VESK_API int32_t NuWLevenshtein(const char16_t *s1, int64_t n1, const char16_t *s2, int64_t n2,
+                                int32_t insert_cost, int32_t replace_cost, int32_t delete_cost);
+
+/* Shell pattern compare with "*", "?" (one character or none) and "{a,b}":
+ * 0 on a match; a malformed list gives NU_SHELLCMP_MALFORMED. With `dots`
+ * set, wildcards don't match a period. */
+#define NU_SHELLCMP_MALFORMED ((int32_t)0x8FFFFFFF)
+VESK_API int32_t strshellcmp3(const char *text, const char *pattern, int32_t dots);
+VESK_API int32_t wcsshellcmp3(const char16_t *text, const char16_t *pattern, int32_t dots);
+
+/* Case mapping of 16-bit units independent of any locale. */
+VESK_API char16_t NuTowlower_c(char16_t unit);
+VESK_API char16_t NuTowupper_c(char16_t unit);
+VESK_API char16_t *NuWcslwr_c(char16_t *string);
+VESK_API char16_t *NuWcsupr_c(char16_t *string);
 
 /* ------------------------------------------------------------------------ */
 /* Mutexes and conditions                                                    */

@@ -11,7 +11,7 @@ incdir=$2
 toolchain='^(_init|_fini|_edata|_end|__bss_start|__odr_asan[._].*|__asan_.*|__ubsan_.*|__tsan_.*|__sancov_.*)$'
 library_prefix='^(_?_?[Vv]esk|_?[Nn]u|_?nu_)'
 # POSIX-named twins that the C library lacks, exported under their own names.
-posix_twins='^(msleep)$'
+posix_twins='^(msleep|strshellcmp3|wcsshellcmp3)$'
 
 symbols=$(mktemp)
 trap 'rm -f "$symbols"' EXIT

@@ -38,8 +38,8 @@ Idreg *cobject_list(uint16_t category) {
 }
 Idreg *ops_list(uint16_t category) { return category == VESK_CAT_OPS ? &opsreg() : nullptr; }
 
-// Whether a front end takes its lock (the list's, or for an end function the
-// record's), and whether a getter counts its caller as a holder.
+// Whether a getter takes the list's lock, and whether it counts its caller as
+// a holder.
 enum class Locking : bool { none, take };
 enum class Hold : bool { none, take };
 
@@ -66,22 +66,15 @@ VeskRecord *get(Idreg *(*list_of)(uint16_t), const VeskOid *key, VeskErr *status
 }
 
 // Gives back one hold of a record of the expected kind; a record nobody holds
-// stays at 0 and is reported.
-template <Locking kLock>
+// stays at 0 and is reported. The locking and the lock-free forms are the
+// same: the hold goes back by one atomic step (see give_hold).
 int64_t end(void *record, bool (*kind_ok)(uint16_t), VeskErr *status, const char *fn) {
     if (record == nullptr || !kind_ok(head(record)->kind)) {
         report_invalid(status, fn, "@self");
         return -1;
     }
     auto *rec = static_cast<VeskRecord *>(record);
-    if constexpr (kLock == Locking::take)
-        wrlock(&rec->lock);
-    const bool held = holds_of(rec) != 0;
-    if (held)
-        holds_add(rec, -1);
-    if constexpr (kLock == Locking::take)
-        unlock(&rec->lock);
-    if (!held) {
+    if (!give_hold(rec)) {
         report(status, kCodeWrongState, EINVAL, 2, fn, printable(rec->longkey));
         return -1;
     }
@@ -169,8 +162,7 @@ int64_t walk_prefix(const NuRTBT &tree, const VeskOid *key, Visit visit) {
 int64_t call_holding(VeskRecord *rec, VeskForeachFn *callback) {
     add_hold(rec);
     const int64_t result = callback->fn(rec, callback);
-    WriteLocked locked(&rec->lock);
-    holds_add(rec, -1);
+    give_hold(rec);
     return result;
 }
 
@@ -217,11 +209,11 @@ VESK_API void *_VeskGetcobject_nlk(const VeskOid *key, VeskErr *status) {
 }
 
 VESK_API int64_t VeskEndcobject(void *record, VeskErr *status) {
-    return end<Locking::take>(record, is_cobject, status, "VeskEndcobject");
+    return end(record, is_cobject, status, "VeskEndcobject");
 }
 
 VESK_API int64_t VeskEndcobject_nlk(void *record, VeskErr *status) {
-    return end<Locking::none>(record, is_cobject, status, "VeskEndcobject_nlk");
+    return end(record, is_cobject, status, "VeskEndcobject_nlk");
 }
 
 VESK_API VeskOps *VeskGetops(const VeskOid *key, VeskErr *status) {
@@ -235,7 +227,7 @@ VESK_API VeskOps *_VeskGetops(const VeskOid *key, VeskErr *status) {
 }
 
 VESK_API int64_t VeskEndops(VeskOps *ops, VeskErr *status) {
-    return end<Locking::take>(ops, is_ops, status, "VeskEndops");
+    return end(ops, is_ops, status, "VeskEndops");
 }
 
 VESK_API VeskModule *_VeskVgetmodule(int c1, ...) {

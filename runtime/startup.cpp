@@ -12,6 +12,7 @@
 #include "registry.hpp"
 #include "rwlock.hpp"
 #include "startup.hpp"
+#include "services/error_table.hpp"
 #include "stub.hpp"
 
 using namespace vesk::rt;
@@ -83,7 +84,8 @@ NuRTBTNode *successor(NuRTBTNode *node) {
 using ModuleFn = VeskModule *(*)();
 
 // In the order they come up: each may import from those before it.
-constexpr ModuleFn kBuiltinModules[] = {stub_module};
+// "modules/kdv" comes between the stub and the error service once it lands.
+constexpr ModuleFn kBuiltinModules[] = {stub_module, vesk::svc::error_module};
 
 void bring_up(VeskModule *mod) {
     WriteLocked names(&namereg().lock);

@@ -37,9 +37,25 @@ void clear_message(VeskErr *err) {
         err->msg[0] = '\0';
 }
 
-// Row `opnum` of the error set on the service, or null when there is no
-// service or it doesn't answer with a function.
-VeskOprow *service_row(void *service, uint16_t opnum, VeskClosure *closure) {
+// Asks the service's row `opnum` to fill and format the record, or fills it
+// directly when there is no buffer or no service to ask.
+template <class Call>
+int64_t fill(void *service, VeskErr *err, uint16_t opnum, const Fields &f, Call call) {
+    VeskClosure closure;
+    VeskOprow *row = has_buffer(err) ? vesk::error_service_row(service, opnum, &closure) : nullptr;
+    if (row == nullptr) {
+        direct_fill(err, f);
+        clear_message(err);
+        return 0;
+    }
+    return call(row->fn, &closure);
+}
+
+}  // namespace
+
+namespace vesk {
+
+VeskOprow *error_service_row(void *service, uint16_t opnum, VeskClosure *closure) {
     if (service == nullptr)
         service = std::atomic_ref<void *>(_G_error_service_default).load(std::memory_order_acquire);
     if (service == nullptr)
@@ -52,21 +68,7 @@ VeskOprow *service_row(void *service, uint16_t opnum, VeskClosure *closure) {
     return row;
 }
 
-// Asks the service's row `opnum` to fill and format the record, or fills it
-// directly when there is no buffer or no service to ask.
-template <class Call>
-int64_t fill(void *service, VeskErr *err, uint16_t opnum, const Fields &f, Call call) {
-    VeskClosure closure;
-    VeskOprow *row = has_buffer(err) ? service_row(service, opnum, &closure) : nullptr;
-    if (row == nullptr) {
-        direct_fill(err, f);
-        clear_message(err);
-        return 0;
-    }
-    return call(row->fn, &closure);
-}
-
-}  // namespace
+}  // namespace vesk
 
 extern "C" {
 

@@ -24,4 +24,8 @@ inline void restamp(VeskErr *err, const VeskClosure *running) {
     restamp(err, running->ops->rec.oid.comp[1]);
 }
 
+// Row `opnum` of the error set on `service` (null: the default service), with
+// its closure filled; null when there is no service or no such function.
+VeskOprow *error_service_row(void *service, uint16_t opnum, VeskClosure *closure);
+
 }  // namespace vesk

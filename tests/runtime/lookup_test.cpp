@@ -346,8 +346,9 @@ TEST_F(Lookup, EveryFailureReportsExactlyAndWritesNoResult) {
 
 // Installs the fixture's error service for one test and takes it away again.
 struct ErrorService {
-    ErrorService() { _G_error_service_default = fx_errsvc; }
-    ~ErrorService() { _G_error_service_default = nullptr; }
+    ErrorService() : before_(_G_error_service_default) { _G_error_service_default = fx_errsvc; }
+    ~ErrorService() { _G_error_service_default = before_; }
+    void *before_;
 };
 
 TEST_F(Lookup, ReportsReadAsSentencesThroughAnErrorService) {

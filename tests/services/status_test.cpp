@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "services/status.hpp"
 #include "support/capture_service.hpp"
@@ -55,14 +56,21 @@ TEST(Mkerr, WithoutBufferFillsTheFieldsOnly) {
     EXPECT_EQ(seen.calls, 0) << "without a buffer the service is not consulted";
 }
 
-TEST(Mkerr, WithoutServiceEmptiesTheMessage) {
+TEST(Mkerr, TheStockServiceGivesTheSentenceAndWithoutItTheMessageIsEmpty) {
     Record r;
     EXPECT_EQ(VeskMkerr(nullptr, &r.err, 0, 0, 0, 104, 33281, 2, 1, "/no/such"), 0);
     EXPECT_EQ(r.err.status, 0x00688201);
     EXPECT_EQ(r.err.syserr, 2);
     EXPECT_EQ(r.err.variant, 1u);
-    EXPECT_EQ(r.buf[0], '\0');
-    EXPECT_EQ(r.buf[1], kUntouched) << "only the first byte is written";
+    EXPECT_STREQ(r.buf, "/no/such: no such file or directory.");
+
+    void *service = std::exchange(_G_error_service_default, nullptr);
+    Record bare;
+    EXPECT_EQ(VeskMkerr(nullptr, &bare.err, 0, 0, 0, 104, 33281, 2, 1, "/no/such"), 0);
+    _G_error_service_default = service;
+    EXPECT_EQ(bare.err.status, 0x00688201);
+    EXPECT_EQ(bare.buf[0], '\0');
+    EXPECT_EQ(bare.buf[1], kUntouched) << "only the first byte is written";
 }
 
 TEST(Mkerr, StatusTakesLow16BitsAndSignExtends) {

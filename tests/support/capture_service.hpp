@@ -83,10 +83,16 @@ struct CaptureService {
     }
 };
 
-// Installs a service as the default for the life of the guard.
+// Installs a service as the default for the life of the guard, and puts the
+// one before (the stock service) back.
 struct DefaultService {
-    explicit DefaultService(CaptureService &svc) { _G_error_service_default = &svc.cls; }
-    ~DefaultService() { _G_error_service_default = nullptr; }
+    explicit DefaultService(CaptureService &svc) : before(_G_error_service_default) {
+        _G_error_service_default = &svc.cls;
+    }
+    ~DefaultService() { _G_error_service_default = before; }
+    DefaultService(const DefaultService &) = delete;
+    DefaultService &operator=(const DefaultService &) = delete;
+    void *before;
 };
 
 // A status record with a message buffer.

@@ -1,0 +1,17 @@
+// The error service's internals shared with its stock table.
+#pragma once
+
+#include "vesk.h"
+
+namespace vesk::svc {
+
+// Rows of the stock table, the end row not counted.
+inline constexpr uint32_t kStockErrorRows = 350;
+
+// The stock table, ended by a row with code VESK_ERR_TABLE_END.
+extern VeskErrEntry stock_error_table[kStockErrorRows + 1];
+
+// "modules/error", for the bootstrap.
+VeskModule *error_module();
+
+}  // namespace vesk::svc

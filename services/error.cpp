@@ -4,9 +4,11 @@
 // the reporter chose into the reporter's buffer.
 //
 // Nothing here allocates: the tree's nodes are the rows' own links, and the
-// message goes to the caller's buffer. Table changes are serialised by the
-// service's mutex; reading takes no lock (tables change only at module load
-// and unload, and a table must stay in place while it is added).
+// message goes to the caller's buffer. The service's mutex serialises table
+// changes, and a search takes it too: a module may add or remove its table
+// while other threads report, and a search that met a rotation half done
+// could miss a code that is there all along. The formatting runs outside the
+// mutex: a row stays valid for as long as its table is added.
 #include <atomic>
 #include <cstdarg>
 #include <cstddef>
@@ -65,8 +67,10 @@ intptr_t by_row(uintptr_t node, uintptr_t row) {
     return node < row ? -1 : node > row ? 1 : 0;
 }
 
-const VeskErrEntry *find_code(const VeskErrService *svc, uint32_t code) {
+const VeskErrEntry *find_code(VeskErrService *svc, uint32_t code) {
+    NuSMutexLock(&svc->mutex);
     NuRTBTNode *n = rtbt::find_node(&svc->tree, by_code, code);
+    NuSMutexUnlock(&svc->mutex);
     return n == nullptr ? nullptr : row_of(n->data);
 }
 

@@ -1,0 +1,164 @@
+// The error service as callers meet it: sentences, cut messages, errno
+// numbers, and tables of a module's own added and removed, also while other
+// threads report.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "vesk.h"
+
+namespace {
+
+struct Report {
+    char buf[256];
+    VeskErr err{};
+    Report() {
+        std::memset(buf, 'x', sizeof buf);
+        err.msg = buf;
+        err.msgsize = sizeof buf;
+    }
+};
+
+TEST(ErrorService, IsUpAtLoadAndFormatsTheChosenVariant) {
+    ASSERT_NE(_G_error_service_default, nullptr);
+    const struct {
+        int32_t facility, code;
+        uint32_t variant;
+        const char *arg1, *arg2;
+        const char *text;
+    } cases[] = {
+        {104, 33281, 1, "/tmp/x", nullptr, "/tmp/x: no such file or directory."},
+        {104, 33281, 0, nullptr, nullptr, "No such file or directory."},
+        {104, 33281, 3, "/tmp/x", "/a;/b",
+         "/tmp/x: the named file or directory not found in the search paths:\n/a;/b\n"},
+        {1000, 49218, 3, "_VeskModUnplug", "modules/x",
+         "_VeskModUnplug{modules/x}: object is presently too busy to perform a requested "
+         "operation."},
+        {0, 517, 2, "NuSMutexTrylock", "@mutex",
+         "NuSMutexTrylock:@mutex: resource is used [by another process] in a conflicting "
+         "manner."},
+    };
+    for (const auto &c : cases) {
+        Report r;
+        EXPECT_EQ(VeskMkerr(nullptr, &r.err, 1, 2, 3, c.facility, c.code, 5, c.variant, c.arg1,
+                            c.arg2),
+                  0);
+        EXPECT_STREQ(r.buf, c.text);
+        EXPECT_EQ(r.err.variant, c.variant);
+        EXPECT_EQ(r.err.info2, 3u);
+    }
+}
+
+TEST(ErrorService, UnknownCodesAndVariantsLeaveTheMessageEmpty) {
+    Report r;
+    // 33281 has four rows: variant 4 is one too many.
+    EXPECT_EQ(VeskMkerr(nullptr, &r.err, 0, 0, 0, 104, 33281, 2, 4, "/x"), 0);
+    EXPECT_EQ(r.buf[0], '\0');
+    EXPECT_EQ(r.err.status, 0x00688201);
+    Report unknown;
+    EXPECT_EQ(VeskMkerr(nullptr, &unknown.err, 0, 0, 0, 9, 0x7777, 1, 0), -1);
+    EXPECT_EQ(unknown.buf[0], '\0');
+    EXPECT_EQ(unknown.err.status, (9 << 16) | 0x7777);
+    EXPECT_EQ(unknown.err.syserr, 1);
+}
+
+TEST(ErrorService, LongMessagesAreCutAndEndedAtEverySize) {
+    const std::string full = "/some/path: no such file or directory.";
+    for (uint32_t size = 1; size <= full.size() + 2; ++size) {
+        Report r;
+        r.err.msgsize = size;
+        VeskMkerr(nullptr, &r.err, 0, 0, 0, 104, 33281, 2, 1, "/some/path");
+        const size_t kept = std::min<size_t>(size - 1, full.size());
+        EXPECT_EQ(std::string(r.buf), full.substr(0, kept)) << size;
+        EXPECT_EQ(r.buf[size], 'x') << "nothing written past the buffer";
+    }
+}
+
+TEST(ErrorService, StatusToUnixGoesByCodeWhateverTheFacility) {
+    const struct {
+        int32_t code;
+        int errnum;
+    } cases[] = {{33281, ENOENT}, {259, EINVAL},     {1026, ENOSYS},       {1281, EILSEQ},
+                 {261, EOVERFLOW}, {516, EWOULDBLOCK}, {1029, ENOTSUP},     {33298, ELOOP},
+                 {32774, 67},      {1537, 80},         {33543, ESOCKTNOSUPPORT}, {49219, ENAMETOOLONG}};
+    for (const auto &c : cases)
+        for (int32_t facility : {0, 104, 1000, 0x7FFF}) {
+            const int64_t status = static_cast<int32_t>((uint32_t(facility) << 16) | c.code);
+            EXPECT_EQ(VeskStatus2unix(nullptr, status), c.errnum) << c.code;
+        }
+    EXPECT_EQ(VeskStatus2unix(nullptr, 0), -1);
+    EXPECT_EQ(VeskStatus2unix(nullptr, 0x7777), -1);
+}
+
+// A module's table: code 0x7701 with two rows, a row that isn't a head (count
+// 0) of code 0x7702, then the end row and a row behind it.
+struct ModuleTable {
+    VeskErrEntry rows[5] = {
+        {0x7701, EDOM, "Module failure.", 2, {}},
+        {0x7701, EDOM, "%s: module failure.", 0, {}},
+        {0x7702, ERANGE, "Never a head.", 0, {}},
+        {VESK_ERR_TABLE_END, 0, nullptr, 0, {}},
+        {0x7703, EIO, "Behind the end.", 1, {}},
+    };
+};
+
+std::string sentence(int32_t code, uint32_t variant, const char *arg = "m") {
+    Report r;
+    VeskMkerr(nullptr, &r.err, 0, 0, 0, 0, code, 0, variant, arg);
+    return r.buf;
+}
+
+TEST(ErrorService, ModuleTablesComeAndGoWithoutDisturbingTheStockOnes) {
+    ModuleTable t;
+    EXPECT_EQ(_VeskAddetab(nullptr, 0, t.rows), 0);
+    EXPECT_EQ(_VeskAddetab(nullptr, 5, nullptr), 0);
+    EXPECT_EQ(sentence(0x7701, 1), "");
+
+    EXPECT_EQ(_VeskAddetab(nullptr, 5, t.rows), 0);  // stops at the end row
+    EXPECT_EQ(sentence(0x7701, 1), "m: module failure.");
+    EXPECT_EQ(VeskStatus2unix(nullptr, 0x7701), EDOM);
+    EXPECT_EQ(VeskStatus2unix(nullptr, 0x7702), -1) << "a row with count 0 never enters";
+    EXPECT_EQ(VeskStatus2unix(nullptr, 0x7703), -1) << "nothing behind the end row";
+
+    // A second table with a code that is there already: both stay in, and
+    // removing either one leaves the other answering.
+    VeskErrEntry twin[1] = {{0x7701, EIO, "Twin.", 1, {}}};
+    EXPECT_EQ(_VeskAddetab(nullptr, 1, twin), 0);
+    const std::string found = sentence(0x7701, 0);
+    EXPECT_TRUE(found == "Twin." || found == "Module failure.") << found;
+    EXPECT_EQ(_VeskRmetab(nullptr, 5, t.rows), 0);
+    EXPECT_EQ(sentence(0x7701, 0), "Twin.");
+    EXPECT_EQ(_VeskRmetab_nlk(nullptr, 1, twin), 0);
+    EXPECT_EQ(sentence(0x7701, 0), "");
+    EXPECT_EQ(_VeskRmetab(nullptr, 1, twin), 0) << "removing what isn't there is harmless";
+
+    EXPECT_EQ(sentence(33281, 1, "/p"), "/p: no such file or directory.");
+}
+
+TEST(ErrorService, TablesChangeWhileOtherThreadsReport) {
+    std::atomic<bool> done{false};
+    std::vector<std::thread> reporters;
+    for (int i = 0; i < 2; ++i)
+        reporters.emplace_back([&] {
+            while (!done.load(std::memory_order_relaxed)) {
+                Report r;
+                VeskMkerr(nullptr, &r.err, 0, 0, 0, 104, 33281, 2, 1, "/p");
+                ASSERT_STREQ(r.buf, "/p: no such file or directory.");
+            }
+        });
+    ModuleTable t;
+    for (int i = 0; i < 2000; ++i) {
+        ASSERT_EQ(_VeskAddetab(nullptr, 4, t.rows), 0);
+        ASSERT_EQ(_VeskRmetab(nullptr, 4, t.rows), 0);
+    }
+    done = true;
+    for (auto &r : reporters)
+        r.join();
+}
+
+}  // namespace

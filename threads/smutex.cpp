@@ -4,13 +4,9 @@
 #include <pthread.h>
 
 #include "nu.h"
-#include "vesk.h"
+#include "report.hpp"
 
-namespace {
-
-constexpr int32_t kCodeBusy = 517;  // resource used in a conflicting manner
-
-}  // namespace
+using namespace vesk::threads;
 
 extern "C" {
 
@@ -41,8 +37,7 @@ VESK_API int64_t NuSMutexLock(NuSMutex *mutex) {
 VESK_API int64_t NuSMutexTrylock(NuSMutex *mutex, VeskErr *err) {
     if (pthread_mutex_trylock(&mutex->mutex) == 0)
         return 1;
-    VeskMkerr(nullptr, err, 0, 0, 0, 0, kCodeBusy, 0, 2, "NuSMutexTrylock", "@mutex");
-    return 0;
+    return report_busy(err, "NuSMutexTrylock");
 }
 
 VESK_API int64_t NuSMutexUnlock(NuSMutex *mutex) {

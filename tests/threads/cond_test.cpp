@@ -1,0 +1,191 @@
+// Conditions: the sticky one-waiter event of the handle family, the POSIX
+// behaviour of the in-process family, and every limit form of the timed waits.
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "lock_support.hpp"
+#include "nu.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using vesk_test::expect_report;
+using vesk_test::Status;
+
+struct PPair {
+    NuPMutex m = 0;
+    NuPCond c = 0;
+    PPair() {
+        EXPECT_EQ(NuPMutexInit(&m, nullptr), 0);
+        EXPECT_EQ(NuPCondInit(&c, nullptr), 0);
+    }
+    ~PPair() {
+        NuPCondDestroy(&c, nullptr);
+        NuPMutexDestroy(&m, nullptr);
+    }
+};
+
+timespec wall_in(int64_t ms) {
+    timeval tv;
+    NuGettimeofday(&tv, nullptr);
+    int64_t ns = tv.tv_usec * 1000 + (ms % 1000) * 1000000;
+    timespec t{tv.tv_sec + ms / 1000 + ns / 1000000000, static_cast<long>(ns % 1000000000)};
+    if (t.tv_nsec < 0) {
+        t.tv_nsec += 1000000000;
+        t.tv_sec -= 1;
+    }
+    return t;
+}
+
+TEST(PCond, ASignalWithNobodyWaitingStaysForTheNextWaitOnly) {
+    PPair p;
+    NuPCondSignal(p.c, nullptr);
+    NuPCondSignal(p.c, nullptr);  // several signals count as one
+    NuPMutexLock(p.m, nullptr);
+    EXPECT_EQ(NuPCondTimedwait_ms(p.c, p.m, 5000, nullptr), 0);
+    Status s;
+    EXPECT_EQ(NuPCondTimedwait_rel(p.c, p.m, nullptr, &s.err), -6) << "the event reset itself";
+    expect_report(s, 0, 1034, 1, "NuPCondTimedwait_rel: operation timed out.");
+    EXPECT_EQ(NuPMutexTrylock(p.m, nullptr), 1) << "a timed-out wait holds the mutex again";
+    NuPMutexUnlock(p.m, nullptr);
+    NuPMutexUnlock(p.m, nullptr);
+}
+
+TEST(PCond, BroadcastReleasesOneWaiterOfThree) {
+    PPair p;
+    std::atomic<int> waiting{0}, woken{0};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 3; ++i)
+        waiters.emplace_back([&] {
+            NuPMutexLock(p.m, nullptr);
+            ++waiting;
+            if (NuPCondTimedwait_ms(p.c, p.m, 20000, nullptr) == 0)
+                ++woken;
+            NuPMutexUnlock(p.m, nullptr);
+        });
+    // All three are inside the wait once they have given the mutex up.
+    while (waiting < 3)
+        std::this_thread::sleep_for(1ms);
+    NuPMutexLock(p.m, nullptr);
+    NuPMutexUnlock(p.m, nullptr);
+    NuPCondBroadcast(p.c, nullptr);
+    while (woken < 1)
+        std::this_thread::sleep_for(1ms);
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(woken.load(), 1);
+    // Two signals in a row could count as one: each waits for its waiter.
+    for (int expected : {2, 3}) {
+        NuPCondSignal(p.c, nullptr);
+        while (woken < expected)
+            std::this_thread::sleep_for(1ms);
+    }
+    for (auto &t : waiters)
+        t.join();
+    EXPECT_EQ(woken.load(), 3);
+}
+
+TEST(PCond, EveryLimitFormEndsAsTold) {
+    PPair p;
+    NuPMutexLock(p.m, nullptr);
+    const timespec past = wall_in(-1500), soon = wall_in(30);
+    const timespec zero{0, 0}, small{0, 20000000};
+    const struct {
+        const char *name;
+        std::function<int64_t(VeskErr *)> wait;
+    } timeouts[] = {
+        {"NuPCondTimedwait", [&](VeskErr *e) { return NuPCondTimedwait(p.c, p.m, &past, e); }},
+        {"NuPCondTimedwait", [&](VeskErr *e) { return NuPCondTimedwait(p.c, p.m, &soon, e); }},
+        {"NuPCondTimedwait2",
+         [&](VeskErr *e) { return NuPCondTimedwait2(p.c, p.m, &past, nullptr, e); }},
+        {"NuPCondTimedwait2",  // the caller's clock: a deadline 20 ms after "now"
+         [&](VeskErr *e) {
+             const timespec now{100, 990000000}, deadline{101, 10000000};
+             return NuPCondTimedwait2(p.c, p.m, &deadline, &now, e);
+         }},
+        {"NuPCondTimedwait_ms", [&](VeskErr *e) { return NuPCondTimedwait_ms(p.c, p.m, 15, e); }},
+        {"NuPCondTimedwait_rel", [&](VeskErr *e) { return NuPCondTimedwait_rel(p.c, p.m, &zero, e); }},
+        {"NuPCondTimedwait_rel",
+         [&](VeskErr *e) { return NuPCondTimedwait_rel(p.c, p.m, &small, e); }},
+    };
+    for (const auto &t : timeouts) {
+        SCOPED_TRACE(t.name);
+        Status s;
+        EXPECT_EQ(t.wait(&s.err), -6);
+        expect_report(s, 0, 1034, 1, std::string(t.name) + ": operation timed out.");
+    }
+    Status refused;
+    EXPECT_EQ(NuPCondTimedwait_ms(p.c, p.m, int64_t{0xFFFFFFFF} + 1, &refused.err), -1);
+    expect_report(refused, 0, 259, 2, "NuPCondTimedwait_ms(@duration): invalid argument.");
+
+    // No limit: 0 or negative milliseconds, a null or all-ones deadline; a
+    // signal from another thread ends each of them.
+    const std::function<int64_t()> unlimited[] = {
+        [&] { return NuPCondTimedwait_ms(p.c, p.m, 0, nullptr); },
+        [&] { return NuPCondTimedwait_ms(p.c, p.m, -5, nullptr); },
+        [&] { return NuPCondTimedwait(p.c, p.m, nullptr, nullptr); },
+        [&] { return NuPCondTimedwait_rel(p.c, p.m, NU_TIMESPEC_INFINITE, nullptr); },
+        [&] { return NuPCondWait(p.c, p.m, nullptr); },
+    };
+    for (const auto &wait : unlimited) {
+        std::thread signaller([&] {
+            NuPMutexLock(p.m, nullptr);  // the waiter has given the mutex up
+            NuPMutexUnlock(p.m, nullptr);
+            NuPCondSignal(p.c, nullptr);
+        });
+        EXPECT_EQ(wait(), 0);
+        signaller.join();
+    }
+    NuPMutexUnlock(p.m, nullptr);
+}
+
+TEST(SCond, SignalBroadcastAndTimeoutsUnderAnInProcessMutex) {
+    NuSMutex m;
+    NuSCond c;
+    NuSMutexInit(&m);
+    ASSERT_EQ(NuSCondInit(&c, nullptr), 0);
+    int ready = 0, woken = 0;
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 3; ++i)
+        waiters.emplace_back([&] {
+            NuSMutexLock(&m);
+            ++ready;
+            while (woken == 0)
+                NuSCondWait(&c, &m, nullptr);
+            NuSMutexUnlock(&m);
+        });
+    for (;;) {
+        NuSMutexLock(&m);
+        const bool all = ready == 3;
+        if (all) {
+            woken = 1;
+            NuSCondBroadcast(&c, nullptr);  // wakes all three
+        }
+        NuSMutexUnlock(&m);
+        if (all)
+            break;
+        std::this_thread::sleep_for(1ms);
+    }
+    for (auto &t : waiters)
+        t.join();
+
+    NuSMutexLock(&m);
+    Status s, refused;
+    EXPECT_EQ(NuSCondTimedwait_ms(&c, &m, 10, &s.err), -6);
+    expect_report(s, 0, 1034, 1, "NuSCondTimedwait_ms: operation timed out.");
+    const timespec past = wall_in(-100);
+    EXPECT_EQ(NuSCondTimedwait(&c, &m, &past, nullptr), -6);
+    EXPECT_EQ(NuSCondTimedwait_rel(&c, &m, nullptr, nullptr), -6);
+    EXPECT_EQ(NuSCondTimedwait_ms(&c, &m, int64_t{1} << 33, &refused.err), -1);
+    expect_report(refused, 0, 259, 2, "NuSCondTimedwait_ms(@duration): invalid argument.");
+    EXPECT_EQ(NuSMutexTrylock(&m, nullptr), 1) << "held again after the timeouts";
+    NuSMutexUnlock(&m);
+    NuSMutexUnlock(&m);
+    EXPECT_EQ(NuSCondDestroy(&c, nullptr), 0);
+    NuSMutexDestroy(&m, nullptr);
+}
+
+}  // namespace

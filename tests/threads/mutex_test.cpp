@@ -1,0 +1,100 @@
+// Both mutex families: recursion, try-locks against another thread, the
+// owner rule of unlock, destroy, attributes.
+#include <cstring>
+#include <thread>
+
+#include "lock_support.hpp"
+#include "nu.h"
+
+namespace {
+
+using vesk_test::expect_report;
+using vesk_test::Status;
+
+TEST(SMutex, RecursiveForItsOwnerAndBusyForOthers) {
+    NuSMutex m;
+    NuSMutexInit(&m);
+    ASSERT_EQ(NuSMutexLock(&m), 0);
+    EXPECT_EQ(NuSMutexTrylock(&m, nullptr), 1) << "the owner takes it again";
+    Status s;
+    std::thread([&] { EXPECT_EQ(NuSMutexTrylock(&m, &s.err), 0); }).join();
+    expect_report(s, 0, 517, 2,
+                  "NuSMutexTrylock:@mutex: resource is used [by another process] in a "
+                  "conflicting manner.");
+    NuSMutexUnlock(&m);
+    std::thread([&] { EXPECT_EQ(NuSMutexTrylock(&m, nullptr), 0) << "still held once"; }).join();
+    NuSMutexUnlock(&m);
+    std::thread([&] {
+        EXPECT_EQ(NuSMutexTrylock(&m, nullptr), 1);
+        NuSMutexUnlock(&m);
+    }).join();
+    EXPECT_EQ(NuSMutexDestroy(&m, nullptr), 0);
+}
+
+TEST(PMutex, RecursiveTryLockAndTheOwnerRule) {
+    NuPMutex m = 123;
+    ASSERT_EQ(NuPMutexInit(&m, nullptr), 0);
+    ASSERT_NE(m, 0u);
+    ASSERT_EQ(NuPMutexLock(m, nullptr), 0);
+    EXPECT_EQ(NuPMutexTrylock(m, nullptr), 1);
+    Status busy, foreign;
+    std::thread([&] {
+        EXPECT_EQ(NuPMutexTrylock(m, &busy.err), 0);
+        EXPECT_EQ(NuPMutexUnlock(m, &foreign.err), -1);
+    }).join();
+    expect_report(busy, 0, 517, 2,
+                  "NuPMutexTrylock:@mutex: resource is used [by another process] in a "
+                  "conflicting manner.");
+    expect_report(foreign, 0, 513, 1,
+                  "NuPMutexUnlock: operation not permitted.\nProcess has not appropriate "
+                  "privileges to access a resource.");
+    EXPECT_EQ(NuPMutexUnlock(m, nullptr), 0);
+    EXPECT_EQ(NuPMutexUnlock(m, nullptr), 0);
+    EXPECT_EQ(NuPMutexUnlock(m, nullptr), -1) << "not held any more";
+
+    EXPECT_EQ(NuPMutexDestroy(&m, nullptr), 0);
+    EXPECT_EQ(m, 0u);
+    EXPECT_EQ(NuPMutexDestroy(&m, nullptr), 0) << "a second destroy finds 0";
+}
+
+TEST(PMutex, ManyThreadsCountUnderTheLock) {
+    NuPMutex m;
+    ASSERT_EQ(NuPMutexInit(&m, nullptr), 0);
+    long counter = 0;
+    std::thread threads[4];
+    for (auto &t : threads)
+        t = std::thread([&] {
+            for (int i = 0; i < 5000; ++i) {
+                NuPMutexLock(m, nullptr);
+                ++counter;
+                NuPMutexUnlock(m, nullptr);
+            }
+        });
+    for (auto &t : threads)
+        t.join();
+    EXPECT_EQ(counter, 20000);
+    NuPMutexDestroy(&m, nullptr);
+}
+
+TEST(PMutexattr, FieldsAndRefusals) {
+    NuPMutexattr a;
+    std::memset(&a, 0x5A, sizeof a);
+    ASSERT_EQ(NuPMutexattrInit(&a), 0);
+    EXPECT_EQ(a.nLength, 12u);
+    EXPECT_EQ(a.lpSecurityDescriptor, nullptr);
+    EXPECT_EQ(a.name, nullptr);
+    EXPECT_EQ(a.access, 0xF0000u);
+    int32_t type = 0;
+    NuPMutexattrSettype(&a, 0);
+    NuPMutexattrGettype(&a, &type);
+    EXPECT_EQ(type, 2);
+    for (int32_t ok : {-4, 0, 4})
+        EXPECT_EQ(NuPMutexattrSetprioceiling(&a, ok, nullptr), 0) << ok;
+    for (int32_t bad : {-5, 5}) {
+        Status s;
+        EXPECT_EQ(NuPMutexattrSetprioceiling(&a, bad, &s.err), -1);
+        expect_report(s, 0, 259, 1, "@prioseiling: invalid argument.");
+    }
+}
+
+}  // namespace

@@ -1,0 +1,76 @@
+// Handle mutexes: one word that points to a shared block holding a robust,
+// process-shared, recursive pthread mutex. Its owner may take it again; when
+// the owner dies holding it, the next waiter gets it, consistent, with no
+// error.
+#include <cerrno>
+
+#include "handle.hpp"
+#include "report.hpp"
+
+namespace vesk::threads {
+
+int64_t init_handle(uintptr_t *handle, BlockKind kind, const NuPMutexattr *attr, VeskErr *err) {
+    *handle = 0;
+    SharedBlock *b = open_block(kind, attr != nullptr ? attr->name : nullptr);
+    if (b == nullptr)
+        return report_system(err, errno);
+    *handle = reinterpret_cast<uintptr_t>(b);
+    return 0;
+}
+
+int64_t destroy_handle(uintptr_t *handle) {
+    const uintptr_t h = *handle;
+    if (h == 0)
+        return 0;
+    *handle = 0;
+    close_block(block_of(h));
+    return 0;
+}
+
+}  // namespace vesk::threads
+
+using namespace vesk::threads;
+
+extern "C" {
+
+VESK_API int64_t NuPMutexInit(NuPMutex *mutex, VeskErr *err) {
+    return init_handle(mutex, BlockKind::mutex, nullptr, err);
+}
+
+VESK_API int64_t NuPMutexInit2(NuPMutex *mutex, const NuPMutexattr *attr, VeskErr *err) {
+    return init_handle(mutex, BlockKind::mutex, attr, err);
+}
+
+VESK_API int64_t NuPMutexDestroy(NuPMutex *mutex, VeskErr *) { return destroy_handle(mutex); }
+
+VESK_API int64_t NuPMutexLock(NuPMutex mutex, VeskErr *err) {
+    if (mutex == 0)
+        return report_system(err, EINVAL);
+    const int e = lock_block_mutex(&block_of(mutex)->mutex);
+    return e == 0 ? 0 : report_system(err, e);
+}
+
+VESK_API int64_t NuPMutexTrylock(NuPMutex mutex, VeskErr *err) {
+    if (mutex == 0)
+        return report_system(err, EINVAL);
+    pthread_mutex_t *m = &block_of(mutex)->mutex;
+    const int e = pthread_mutex_trylock(m);
+    if (e == 0)
+        return 1;
+    if (e == EOWNERDEAD) {
+        pthread_mutex_consistent(m);
+        return 1;
+    }
+    if (e == EBUSY)
+        return report_busy(err, "NuPMutexTrylock");
+    return report_system(err, e);
+}
+
+VESK_API int64_t NuPMutexUnlock(NuPMutex mutex, VeskErr *err) {
+    if (mutex != 0 && pthread_mutex_unlock(&block_of(mutex)->mutex) == 0)
+        return 0;
+    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeNotPermitted, 0, 1, "NuPMutexUnlock");
+    return -1;
+}
+
+}  // extern "C"

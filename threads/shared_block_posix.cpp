@@ -1,0 +1,191 @@
+// Shared blocks on POSIX shared memory.
+//
+// Creation race: O_CREAT | O_EXCL decides which process creates and sets up
+// a named block; the others wait until its size is right (never mapping a
+// short file) and its `ready` word is set. Lifetime: `opens` counts handles
+// in all processes; the handle that takes it to 0 removes the name. A handle
+// that finds the count already at 0 met a dying block and starts again, so
+// that a name never leads to a block whose name is going away.
+#include "shared_block_posix.hpp"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace vesk::threads {
+namespace {
+
+// How long an opener waits for a creator to finish, in yields; a creator
+// killed half way leaves a block that is never ready.
+constexpr int kReadySpins = 2000000;
+
+// "/vesk.mutex.<name>" or "/vesk.event.<name>", '/' inside the name made '_'.
+bool shm_name_of(BlockKind kind, const char *name, char (&out)[256]) {
+    const char *prefix = kind == BlockKind::mutex ? "/vesk.mutex." : "/vesk.event.";
+    const size_t plen = std::strlen(prefix), nlen = std::strlen(name);
+    if (plen + nlen >= sizeof out) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    std::memcpy(out, prefix, plen);
+    for (size_t i = 0; i <= nlen; ++i)
+        out[plen + i] = name[i] == '/' ? '_' : name[i];
+    return true;
+}
+
+void set_up(SharedBlock *b, BlockKind kind) {
+    b->kind = kind;
+    pthread_mutexattr_t ma;
+    pthread_mutexattr_init(&ma);
+    pthread_mutexattr_setpshared(&ma, PTHREAD_PROCESS_SHARED);
+    pthread_mutexattr_setrobust(&ma, PTHREAD_MUTEX_ROBUST);
+    if (kind == BlockKind::mutex)
+        pthread_mutexattr_settype(&ma, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutex_init(&b->mutex, &ma);
+    pthread_mutexattr_destroy(&ma);
+    pthread_condattr_t ca;
+    pthread_condattr_init(&ca);
+    pthread_condattr_setpshared(&ca, PTHREAD_PROCESS_SHARED);
+    pthread_condattr_setclock(&ca, CLOCK_MONOTONIC);
+    pthread_cond_init(&b->cond, &ca);
+    pthread_condattr_destroy(&ca);
+    b->signalled = 0;
+}
+
+SharedBlock *map_fd(int fd) {
+    void *p = mmap(nullptr, sizeof(SharedBlock), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    return p == MAP_FAILED ? nullptr : static_cast<SharedBlock *>(p);
+}
+
+bool wait_for_size(int fd) {
+    for (int i = 0; i < kReadySpins; ++i) {
+        struct stat st{};
+        if (fstat(fd, &st) != 0)
+            return false;
+        if (st.st_size >= static_cast<off_t>(sizeof(SharedBlock)))
+            return true;
+        sched_yield();
+    }
+    errno = ETIMEDOUT;
+    return false;
+}
+
+bool wait_until_ready(SharedBlock *b) {
+    for (int i = 0; i < kReadySpins; ++i) {
+        if (b->ready.load(std::memory_order_acquire) != 0)
+            return true;
+        sched_yield();
+    }
+    errno = ETIMEDOUT;
+    return false;
+}
+
+SharedBlock *create_named(const char *shm, BlockKind kind, int fd) {
+    if (ftruncate(fd, sizeof(SharedBlock)) != 0)
+        return nullptr;
+    SharedBlock *b = map_fd(fd);
+    if (b == nullptr)
+        return nullptr;
+    set_up(b, kind);
+    std::strcpy(b->name, shm);
+    b->opens.store(1, std::memory_order_relaxed);
+    b->ready.store(1, std::memory_order_release);
+    return b;
+}
+
+// One try at opening a block that exists: null with errno EAGAIN when it was
+// dying and the caller should start again.
+SharedBlock *open_existing(const char *shm, BlockKind kind) {
+    const int fd = shm_open(shm, O_RDWR, 0);
+    if (fd < 0)
+        return nullptr;  // ENOENT: gone meanwhile, the caller starts again
+    SharedBlock *b = wait_for_size(fd) ? map_fd(fd) : nullptr;
+    const int e = errno;
+    close(fd);
+    if (b == nullptr) {
+        errno = e;
+        return nullptr;
+    }
+    if (!wait_until_ready(b)) {
+        munmap(b, sizeof *b);
+        errno = ETIMEDOUT;
+        return nullptr;
+    }
+    if (b->kind != kind) {
+        munmap(b, sizeof *b);
+        errno = EINVAL;
+        return nullptr;
+    }
+    if (b->opens.fetch_add(1, std::memory_order_acq_rel) <= 0) {
+        b->opens.fetch_sub(1, std::memory_order_acq_rel);
+        munmap(b, sizeof *b);
+        errno = EAGAIN;
+        return nullptr;
+    }
+    return b;
+}
+
+SharedBlock *open_named(BlockKind kind, const char *name) {
+    char shm[256];
+    if (!shm_name_of(kind, name, shm))
+        return nullptr;
+    for (;;) {
+        const int fd = shm_open(shm, O_RDWR | O_CREAT | O_EXCL, 0600);
+        if (fd >= 0) {
+            SharedBlock *b = create_named(shm, kind, fd);
+            const int e = errno;
+            close(fd);
+            if (b == nullptr) {
+                shm_unlink(shm);
+                errno = e;
+            }
+            return b;
+        }
+        if (errno != EEXIST)
+            return nullptr;
+        SharedBlock *b = open_existing(shm, kind);
+        if (b != nullptr || (errno != ENOENT && errno != EAGAIN))
+            return b;
+        sched_yield();
+    }
+}
+
+SharedBlock *make_anonymous(BlockKind kind) {
+    void *p = mmap(nullptr, sizeof(SharedBlock), PROT_READ | PROT_WRITE,
+                   MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (p == MAP_FAILED)
+        return nullptr;
+    auto *b = static_cast<SharedBlock *>(p);
+    set_up(b, kind);
+    b->opens.store(1, std::memory_order_relaxed);
+    b->ready.store(1, std::memory_order_release);
+    return b;
+}
+
+}  // namespace
+
+SharedBlock *open_block(BlockKind kind, const char *name) {
+    return name == nullptr ? make_anonymous(kind) : open_named(kind, name);
+}
+
+void close_block(SharedBlock *block) {
+    if (block->opens.fetch_sub(1, std::memory_order_acq_rel) == 1 && block->name[0] != '\0')
+        shm_unlink(block->name);
+    munmap(block, sizeof *block);
+}
+
+int lock_block_mutex(pthread_mutex_t *m) {
+    const int e = pthread_mutex_lock(m);
+    if (e == EOWNERDEAD) {
+        pthread_mutex_consistent(m);
+        return 0;
+    }
+    return e;
+}
+
+}  // namespace vesk::threads

@@ -43,4 +43,11 @@ inline int64_t refuse_duration(VeskErr *err, const char *function) {
     return -1;
 }
 
+// A priority outside -4 .. 4: "<function><@priority>: implementation does
+// not support the feature [of the standard].", -4.
+inline int64_t refuse_priority(VeskErr *err, const char *function) {
+    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeNoFeature, 0, 5, function, "@priority");
+    return -4;
+}
+
 }  // namespace vesk::threads

@@ -8,6 +8,14 @@
 
 namespace {
 
+// ThreadSanitizer stops a test at an unlock by a thread that doesn't own the
+// mutex, even though the call is refused; that check runs in the other builds.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kForeignUnlockAllowed = false;
+#else
+constexpr bool kForeignUnlockAllowed = true;
+#endif
+
 using vesk_test::expect_report;
 using vesk_test::Status;
 
@@ -40,17 +48,20 @@ TEST(PMutex, RecursiveTryLockAndTheOwnerRule) {
     Status busy, foreign;
     std::thread([&] {
         EXPECT_EQ(NuPMutexTrylock(m, &busy.err), 0);
-        EXPECT_EQ(NuPMutexUnlock(m, &foreign.err), -1);
+        if (kForeignUnlockAllowed)
+            EXPECT_EQ(NuPMutexUnlock(m, &foreign.err), -1);
     }).join();
     expect_report(busy, 0, 517, 2,
                   "NuPMutexTrylock:@mutex: resource is used [by another process] in a "
                   "conflicting manner.");
-    expect_report(foreign, 0, 513, 1,
-                  "NuPMutexUnlock: operation not permitted.\nProcess has not appropriate "
-                  "privileges to access a resource.");
+    if (kForeignUnlockAllowed)
+        expect_report(foreign, 0, 513, 1,
+                      "NuPMutexUnlock: operation not permitted.\nProcess has not appropriate "
+                      "privileges to access a resource.");
     EXPECT_EQ(NuPMutexUnlock(m, nullptr), 0);
     EXPECT_EQ(NuPMutexUnlock(m, nullptr), 0);
-    EXPECT_EQ(NuPMutexUnlock(m, nullptr), -1) << "not held any more";
+    if (kForeignUnlockAllowed)
+        EXPECT_EQ(NuPMutexUnlock(m, nullptr), -1) << "not held any more";
 
     EXPECT_EQ(NuPMutexDestroy(&m, nullptr), 0);
     EXPECT_EQ(m, 0u);

@@ -7,9 +7,13 @@
 #include <string>
 
 #include "nu.h"
-#include "support/capture_service.hpp"
+#include "support/capture_service.hpp"  // Report
 
 namespace {
+
+#define FAULT_TAIL ": the argument points outside an allocated address space of the process."
+#define INVALID_TAIL ": invalid argument."
+const std::string kOverflow = std::to_string(EOVERFLOW) + ": runtime error.";
 
 NuTm far_year() { // seconds that fit, microseconds that don't
     NuTm t{};
@@ -31,60 +35,48 @@ TEST(TimeReports, EveryRefusal) {
     NuTm far = far_year(), beyond = beyond_int_year();
     timeval tv;
     const struct {
-        const char *message; // what the test service writes: facility/code/variant: name
+        std::string message;  // the sentence of the stock error service
         int32_t syserr;
         int errnum; // errno afterwards, 0 where the C library's own stays
         std::function<bool(VeskErr *)> refused;
     } cases[] = {
-        {"107/258/2: NuGettimeofday", EFAULT, EFAULT,
+        {"NuGettimeofday(@buffer)" FAULT_TAIL, EFAULT, EFAULT,
          [](VeskErr *e) { return NuGettimeofday(nullptr, e) == -1; }},
-        {"0/258/2: NuMkgmtime", 0, 0, [](VeskErr *e) { return NuMkgmtime(nullptr, e) == -1; }},
-        {"0/258/2: NuMklocaltime", 0, 0,
+        {"NuMkgmtime(@time)" FAULT_TAIL, 0, 0, [](VeskErr *e) { return NuMkgmtime(nullptr, e) == -1; }},
+        {"NuMklocaltime(@time)" FAULT_TAIL, 0, 0,
          [](VeskErr *e) { return NuMklocaltime(nullptr, e) == -1; }},
-        {"0/32769/1", 0, EOVERFLOW, [&](VeskErr *e) { return NuMkgmtime(&far, e) == -1; }},
-        {"0/32769/1", 0, EOVERFLOW, [&](VeskErr *e) { return NuMklocaltime(&far, e) == -1; }},
-        {"0/32769/1", 0, EOVERFLOW, [&](VeskErr *e) { return NuMkgmtime(&beyond, e) == -1; }},
-        {"0/32769/1", 0, EOVERFLOW, [&](VeskErr *e) { return NuMklocaltime(&beyond, e) == -1; }},
-        {"0/32769/1", 0, EOVERFLOW,
+        {kOverflow, 0, EOVERFLOW, [&](VeskErr *e) { return NuMkgmtime(&far, e) == -1; }},
+        {kOverflow, 0, EOVERFLOW, [&](VeskErr *e) { return NuMklocaltime(&far, e) == -1; }},
+        {kOverflow, 0, EOVERFLOW, [&](VeskErr *e) { return NuMkgmtime(&beyond, e) == -1; }},
+        {kOverflow, 0, EOVERFLOW, [&](VeskErr *e) { return NuMklocaltime(&beyond, e) == -1; }},
+        {kOverflow, 0, EOVERFLOW,
          [&](VeskErr *e) { return NuCtime(&year_10000, nullptr, e) == nullptr; }},
-        {"107/259/2: NuTimevalFromW32SytemTime", EINVAL, EINVAL,
+        {"NuTimevalFromW32SytemTime(@systemtime)" INVALID_TAIL, EINVAL, EINVAL,
          [&](VeskErr *e) { return NuTimevalFromW32SytemTime(&tv, &feb29_2100, e) == -1; }},
-        {"107/259/2: NuTimevalFromW32SytemTime", EINVAL, EINVAL,
+        {"NuTimevalFromW32SytemTime(@systemtime)" INVALID_TAIL, EINVAL, EINVAL,
          [&](VeskErr *e) { return NuTimevalFromW32SytemTime(&tv, nullptr, e) == -1; }},
-        {"107/259/2: NuTimevalToW32SytemTime", EINVAL, EINVAL, [&](VeskErr *e) {
+        {"NuTimevalToW32SytemTime(@timeval)" INVALID_TAIL, EINVAL, EINVAL, [&](VeskErr *e) {
              NuW32SystemTime st;
              return NuTimevalToW32SytemTime(&before_1601, &st, e) == -1;
          }},
-        {"204/259/2: NuSleep", EINVAL, EINVAL, [](VeskErr *e) { return NuSleep(4294968, e) == -1; }},
-        {"204/259/2: NuMsleep", EINVAL, EINVAL,
+        {"NuSleep(@request)" INVALID_TAIL, EINVAL, EINVAL, [](VeskErr *e) { return NuSleep(4294968, e) == -1; }},
+        {"NuMsleep(@request)" INVALID_TAIL, EINVAL, EINVAL,
          [](VeskErr *e) { return NuMsleep(0x100000000, e) == -1; }},
-        {"204/259/2: NuUsleep", EINVAL, EINVAL, [](VeskErr *e) { return NuUsleep(-1, e) == -1; }},
-        {"204/259/2: NuUsleep", EINVAL, EINVAL,
+        {"NuUsleep(@request)" INVALID_TAIL, EINVAL, EINVAL, [](VeskErr *e) { return NuUsleep(-1, e) == -1; }},
+        {"NuUsleep(@request)" INVALID_TAIL, EINVAL, EINVAL,
          [](VeskErr *e) { return NuUsleep(4294967296000, e) == -1; }},
-        {"107/258/2: NuNanosleep", EFAULT, EFAULT,
+        {"NuNanosleep(@request-duration)" FAULT_TAIL, EFAULT, EFAULT,
          [](VeskErr *e) { return NuNanosleep(nullptr, nullptr, e) == -1; }},
     };
-    vesk_test::CaptureService svc;
-    vesk_test::DefaultService installed(svc);
     for (const auto &c : cases) {
-        // Variant 1 carries a number, which the test service can't print:
-        // those records go without a buffer and get the fields only.
-        const bool named = std::string(c.message).find(':') != std::string::npos;
+        SCOPED_TRACE(c.message);
         vesk_test::Report r;
-        VeskErr *err = &r.err;
-        if (!named)
-            err->msg = nullptr;
         errno = 0;
-        EXPECT_TRUE(c.refused(err)) << c.message;
-        if (named) {
-            EXPECT_STREQ(r.buf, c.message);
-        } else {
-            EXPECT_EQ(r.err.status, 32769) << c.message;
-        }
-        EXPECT_EQ(r.err.syserr, c.syserr) << c.message;
-        EXPECT_EQ(r.err.variant, named ? 2u : 1u) << c.message;
+        EXPECT_TRUE(c.refused(&r.err));
+        EXPECT_EQ(r.buf, c.message);
+        EXPECT_EQ(r.err.syserr, c.syserr);
         if (c.errnum != 0) {
-            EXPECT_EQ(errno, c.errnum) << c.message;
+            EXPECT_EQ(errno, c.errnum);
         }
     }
 }

@@ -48,8 +48,9 @@ TEST(PMutex, RecursiveTryLockAndTheOwnerRule) {
     Status busy, foreign;
     std::thread([&] {
         EXPECT_EQ(NuPMutexTrylock(m, &busy.err), 0);
-        if (kForeignUnlockAllowed)
+        if (kForeignUnlockAllowed) {
             EXPECT_EQ(NuPMutexUnlock(m, &foreign.err), -1);
+        }
     }).join();
     expect_report(busy, 0, 517, 2,
                   "NuPMutexTrylock:@mutex: resource is used [by another process] in a "
@@ -60,8 +61,9 @@ TEST(PMutex, RecursiveTryLockAndTheOwnerRule) {
                       "privileges to access a resource.");
     EXPECT_EQ(NuPMutexUnlock(m, nullptr), 0);
     EXPECT_EQ(NuPMutexUnlock(m, nullptr), 0);
-    if (kForeignUnlockAllowed)
+    if (kForeignUnlockAllowed) {
         EXPECT_EQ(NuPMutexUnlock(m, nullptr), -1) << "not held any more";
+    }
 
     EXPECT_EQ(NuPMutexDestroy(&m, nullptr), 0);
     EXPECT_EQ(m, 0u);

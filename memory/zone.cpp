@@ -1,0 +1,368 @@
+// Zones: objects of one fixed size, handed out from chunks of granules and
+// recycled through a free stack, each with a reference count in the two
+// words in front of it.
+//
+// A granule is [link word][count word][object]. While free, the link is the
+// next free granule; while out, it is the zone, so that the _NuZmPtr calls
+// find the zone from the object alone. The count is -1 for a granule never
+// handed out, 0 for one given back and the reference count while out. A chunk
+// is [owner][next chunk][granules...], allocated with mm_calloc and kept until
+// the zone ends.
+//
+// One spin word guards the lists, the counts and `refs`; hooks, `destroy` and
+// mm_free always run outside it.
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <type_traits>
+
+#include "nu.h"
+#include "vesk.h"
+
+namespace {
+
+constexpr int32_t kFacility = 508;
+constexpr int32_t kCodeBadArgument = 259;
+constexpr int32_t kCodeNoMemory = 32773;
+
+struct Granule {
+    void *link;      // next free granule, or the owning zone while out
+    intptr_t count;  // -1 never out, 0 free, above 0 references
+    // the object follows
+};
+static_assert(sizeof(Granule) == 2 * sizeof(void *));
+
+struct Chunk {
+    NuZmalloc *owner;
+    Chunk *next;
+    // granules follow
+};
+static_assert(sizeof(Chunk) == 2 * sizeof(void *));
+
+// Granules follow each other with their objects rounded up to a word, so that
+// every header (and every object) stays word-aligned whatever the size.
+size_t granule_size(const NuZmalloc *z) {
+    constexpr size_t kWord = alignof(Granule);
+    return sizeof(Granule) + (z->object_size + kWord - 1) / kWord * kWord;
+}
+
+// A count is changed under the zone's lock but may be read without it.
+std::atomic_ref<intptr_t> count_of(Granule *g) { return std::atomic_ref<intptr_t>(g->count); }
+
+Granule *granule_of(const void *object) {
+    return reinterpret_cast<Granule *>(const_cast<char *>(static_cast<const char *>(object)) -
+                                       sizeof(Granule));
+}
+void *object_of(Granule *g) { return reinterpret_cast<char *>(g) + sizeof(Granule); }
+Granule *granule_at(Chunk *c, const NuZmalloc *z, uintptr_t i) {
+    return reinterpret_cast<Granule *>(reinterpret_cast<char *>(c + 1) + i * granule_size(z));
+}
+
+// ---- The spin word -------------------------------------------------------------
+
+void pause_hint() {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
+class Locked {
+public:
+    explicit Locked(NuZmalloc *z) : word_(z->lock) {
+        uintptr_t free = 0;
+        while (!word_.compare_exchange_weak(free, 1, std::memory_order_acquire,
+                                            std::memory_order_relaxed)) {
+            free = 0;
+            pause_hint();
+        }
+    }
+    ~Locked() { word_.store(0, std::memory_order_release); }
+    Locked(const Locked &) = delete;
+    Locked &operator=(const Locked &) = delete;
+
+private:
+    std::atomic_ref<uintptr_t> word_;
+};
+
+// ---- Lists -----------------------------------------------------------------------
+//
+// An empty list's head points at itself in both words, as the record lays it
+// out; the free list is used as a stack through `first`.
+
+void *empty_mark(NuZmallocList *l) { return l; }
+
+void list_init(NuZmallocList *l) { l->first = l->last = empty_mark(l); }
+
+// Counts change under the lock, so a load and a store do; they are atomic
+// only for the readers that look without the lock.
+void add_free_count(NuZmalloc *z, intptr_t delta) {
+    std::atomic_ref<uintptr_t> n(z->free_count);
+    n.store(n.load(std::memory_order_relaxed) + static_cast<uintptr_t>(delta),
+            std::memory_order_relaxed);
+}
+
+intptr_t add_count(Granule *g, intptr_t delta) {
+    const intptr_t n = count_of(g).load(std::memory_order_relaxed) + delta;
+    count_of(g).store(n, std::memory_order_relaxed);
+    return n;
+}
+
+void push_free(NuZmalloc *z, Granule *g) {
+    const bool was_empty = z->free.first == empty_mark(&z->free);
+    g->link = was_empty ? nullptr : z->free.first;
+    z->free.first = g;
+    if (was_empty)
+        z->free.last = g;
+    add_free_count(z, 1);
+}
+
+Granule *pop_free(NuZmalloc *z) {
+    auto *g = static_cast<Granule *>(z->free.first);
+    z->free.first = g->link != nullptr ? g->link : empty_mark(&z->free);
+    if (g->link == nullptr)
+        z->free.last = empty_mark(&z->free);
+    add_free_count(z, -1);
+    return g;
+}
+
+void append_chunk(NuZmalloc *z, Chunk *c) {
+    c->next = nullptr;
+    if (z->chunks.first == empty_mark(&z->chunks))
+        z->chunks.first = c;
+    else
+        static_cast<Chunk *>(z->chunks.last)->next = c;
+    z->chunks.last = c;
+    ++z->chunk_count;
+}
+
+Chunk *first_chunk(NuZmalloc *z) {
+    return z->chunks.first == empty_mark(&z->chunks) ? nullptr : static_cast<Chunk *>(z->chunks.first);
+}
+
+// ---- Growing (under the lock) ------------------------------------------------------
+
+bool grow(NuZmalloc *z, VeskErr *status) {
+    const size_t bytes = sizeof(Chunk) + z->granularity * granule_size(z);
+    auto *c = static_cast<Chunk *>(z->allocator.mm_calloc(1, bytes));
+    if (c == nullptr) {
+        VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeNoMemory, ENOMEM, 1,
+                  "@allocator.mm_calloc");
+        return false;
+    }
+    c->owner = z;
+    append_chunk(z, c);
+    // Pushed in address order: the chunk's last granule goes out first.
+    for (uintptr_t i = 0; i < z->granularity; ++i) {
+        Granule *g = granule_at(c, z, i);
+        count_of(g).store(-1, std::memory_order_relaxed);
+        push_free(z, g);
+    }
+    return true;
+}
+
+// ---- Opening -------------------------------------------------------------------------
+
+template <class Uctx>
+NuZmalloc *open(NuZmalloc *mem, const NuMallocOpv *allocator, const Uctx *uctx,
+                uintptr_t granularity, uintptr_t object_size, VeskErr *status, uintptr_t version,
+                const char *function) {
+    if (object_size == 0) {
+        VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeBadArgument, EINVAL, 3, "memman",
+                  function, "@user-object-size");
+        return nullptr;
+    }
+    NuMallocOpv table{};
+    if (allocator == nullptr) {
+        _NuMallocOpv(nullptr, &table);
+    } else if (allocator->mm_alloc == nullptr || allocator->mm_free == nullptr) {
+        VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeBadArgument, EINVAL, 3, "memman",
+                  function, "@allocator{.mm_alloc || .mm_free}");
+        return nullptr;
+    } else {
+        table = *allocator;
+    }
+    size_t user_copy = 0;
+    if constexpr (std::is_same_v<Uctx, NuZmallocUctx_v2>) {
+        if (uctx != nullptr && uctx->user_data != nullptr)
+            user_copy = uctx->user_data_size;
+    }
+    NuZmalloc *z = mem;
+    if (z == nullptr) {
+        z = static_cast<NuZmalloc *>(table.mm_alloc(sizeof(NuZmalloc) + user_copy));
+        if (z == nullptr) {
+            VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeNoMemory, ENOMEM, 1,
+                      "@allocator.mm_alloc");
+            return nullptr;
+        }
+    }
+    std::memset(static_cast<void *>(z), 0, sizeof *z);
+    z->version = version;
+    z->destroy = _NuZmallocDestroyDefault;
+    z->refs = mem != nullptr ? -1 : 1;
+    z->allocator = table;
+    if (uctx != nullptr) {
+        z->uctx = {uctx->once_init, uctx->once_fini, uctx->get_init, uctx->release_fini,
+                   uctx->user_data};
+        if (user_copy != 0) {
+            void *copy = z + 1;
+            std::memcpy(copy, uctx->user_data, user_copy);
+            z->uctx.user_data = copy;
+        }
+    }
+    z->object_size = object_size;
+    z->granularity = granularity != 0 ? granularity : NU_ZMALLOC_GRANULARITY;
+    list_init(&z->chunks);
+    list_init(&z->free);
+    return z;
+}
+
+// ---- Getting -------------------------------------------------------------------------
+
+template <bool kFixed>
+void *get(NuZmalloc *z, VeskErr *status) {
+    Granule *g;
+    bool fresh;
+    {
+        Locked locked(z);
+        if (z->free_count == 0) {
+            const bool may_grow = !kFixed || z->chunk_count == 0;
+            if (!may_grow || !grow(z, kFixed ? nullptr : status)) {
+                if (kFixed)
+                    VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeNoMemory, ENOMEM, 1,
+                              "@allocator.get");
+                return nullptr;
+            }
+        }
+        g = pop_free(z);
+        fresh = count_of(g).load(std::memory_order_relaxed) == -1;
+        count_of(g).store(1, std::memory_order_relaxed);
+        g->link = z;
+        if (z->refs > 0)
+            ++z->refs;
+    }
+    void *object = object_of(g);
+    if (fresh && z->uctx.once_init != nullptr)
+        z->uctx.once_init(z->uctx.user_data, object);
+    if (z->uctx.get_init != nullptr)
+        z->uctx.get_init(z->uctx.user_data, object);
+    return object;
+}
+
+}  // namespace
+
+extern "C" {
+
+VESK_API NuZmalloc *_NuZmallocOpen(NuZmalloc *zone, const NuMallocOpv *allocator,
+                                   const NuZmallocUctx *uctx, uintptr_t granularity,
+                                   uintptr_t object_size, VeskErr *status) {
+    return open(zone, allocator, uctx, granularity, object_size, status, 1, "_NuZmallocOpen");
+}
+
+VESK_API NuZmalloc *_NuZmallocOpen_v2(NuZmalloc *zone, const NuMallocOpv *allocator,
+                                      const NuZmallocUctx_v2 *uctx, uintptr_t granularity,
+                                      uintptr_t object_size, VeskErr *status) {
+    return open(zone, allocator, uctx, granularity, object_size, status, 2, "_NuZmallocOpen_v2");
+}
+
+VESK_API int64_t _NuZmallocClose(NuZmalloc *zone, uint32_t flags, VeskErr *status) {
+    if (zone == nullptr)
+        return 0;
+    {
+        Locked locked(zone);
+        if ((flags & NU_ZMALLOC_DESTROY_NOW) == 0 && zone->refs > 0 && --zone->refs > 0)
+            return zone->refs;
+    }
+    (zone->destroy != nullptr ? zone->destroy : _NuZmallocDestroyDefault)(zone, flags, status);
+    if (zone->refs == -1) {
+        std::memset(static_cast<void *>(zone), 0, sizeof *zone);
+    } else {
+        void (*release)(void *) = zone->allocator.mm_free;
+        release(zone);
+    }
+    return 0;
+}
+
+VESK_API int64_t _NuZmallocDestroyDefault(NuZmalloc *zone, uint32_t, VeskErr *) {
+    const NuZmallocUctx &u = zone->uctx;
+    if (u.release_fini != nullptr || u.once_fini != nullptr) {
+        for (Chunk *c = first_chunk(zone); c != nullptr; c = c->next)
+            for (uintptr_t i = 0; i < zone->granularity; ++i) {
+                Granule *g = granule_at(c, zone, i);
+                const intptr_t count = count_of(g).load(std::memory_order_relaxed);
+                if (count < 0)
+                    continue;
+                if (count > 0 && u.release_fini != nullptr)
+                    u.release_fini(u.user_data, object_of(g));
+                if (u.once_fini != nullptr)
+                    u.once_fini(u.user_data, object_of(g));
+            }
+    }
+    while (Chunk *c = first_chunk(zone)) {
+        zone->chunks.first = c->next != nullptr ? static_cast<void *>(c->next)
+                                                : empty_mark(&zone->chunks);
+        if (c->next == nullptr)
+            zone->chunks.last = empty_mark(&zone->chunks);
+        --zone->chunk_count;
+        zone->allocator.mm_free(c);
+    }
+    return 0;
+}
+
+VESK_API void *_NuZmallocGet(NuZmalloc *zone, VeskErr *status) { return get<false>(zone, status); }
+
+VESK_API void *_NuZmallocGet0(NuZmalloc *zone, VeskErr *status) { return get<true>(zone, status); }
+
+VESK_API uintptr_t _NuZmallocGranularity(const NuZmalloc *zone) { return zone->granularity; }
+
+VESK_API int64_t _NuZmallocHasfreeg(NuZmalloc *zone) {
+    return std::atomic_ref<uintptr_t>(zone->free_count).load(std::memory_order_relaxed) != 0 ? 1 : 0;
+}
+
+VESK_API NuZmallocUctx *_NuZmallocUctx(NuZmalloc *zone) { return &zone->uctx; }
+
+VESK_API NuZmalloc *_NuZmPtrOwner(const void *object) {
+    return static_cast<NuZmalloc *>(granule_of(object)->link);
+}
+
+VESK_API intptr_t _NuZmPtrRetain(void *object) {
+    Granule *g = granule_of(object);
+    Locked locked(static_cast<NuZmalloc *>(g->link));
+    return add_count(g, 1);
+}
+
+VESK_API intptr_t _NuZmPtrRetainValue(const void *object) {
+    return count_of(granule_of(object)).load(std::memory_order_relaxed);
+}
+
+VESK_API intptr_t _NuZmPtrRelease(void *object) {
+    Granule *g = granule_of(object);
+    auto *z = static_cast<NuZmalloc *>(g->link);
+    const NuZmallocHook fini = z->uctx.release_fini;
+    bool counted;
+    {
+        Locked locked(z);
+        const intptr_t left = add_count(g, -1);
+        if (left != 0)
+            return left;
+        // Without a hook to run in between, the granule goes back in the
+        // same lock section.
+        if (fini == nullptr)
+            push_free(z, g);
+        counted = z->refs > 0;
+    }
+    if (fini != nullptr) {
+        fini(z->uctx.user_data, object);
+        Locked locked(z);
+        push_free(z, g);
+        counted = z->refs > 0;
+    }
+    // The object's reference to its zone is over.
+    if (counted)
+        _NuZmallocClose(z, 0, nullptr);
+    return 0;
+}
+
+}  // extern "C"

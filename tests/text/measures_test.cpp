@@ -1,0 +1,144 @@
+// Hashes on fixed inputs, the edit distance against a plain full-matrix
+// version, shell patterns against fnmatch where their rules agree and on
+// their own rules where they don't, and the locale-free case tables.
+#include <fnmatch.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "nu.h"
+
+namespace {
+
+TEST(Hash, ElfHashOnFixedInputs) {
+    EXPECT_EQ(NuStrhash(""), 0u);
+    EXPECT_EQ(NuStrhash(nullptr), 0u);
+    EXPECT_EQ(NuBhash("\0", 1), 0u);
+    EXPECT_EQ(NuBhash(nullptr, 4), 0u);
+    EXPECT_EQ(NuStrhash("abc"), 0x6783u);
+    // Eight characters push bits past the top nibble, which the fold brings
+    // back into bits 4 to 7 (value from a separate implementation of the
+    // definition).
+    EXPECT_EQ(NuStrhash("abcdefgh"), 0x089ABAA8u);
+    EXPECT_EQ(NuStrnhash("abcdef", 3), NuStrhash("abc"));
+    EXPECT_EQ(NuStrnhash("ab", 10), NuStrhash("ab"));
+    EXPECT_EQ(NuStrnhash("ab", 0), 0u);
+    EXPECT_EQ(NuBhash("a\0b", 3), (0x61u << 8) + 0x62u) << "NULs count in the byte form";
+    EXPECT_EQ(NuBhash("\xff", 1), 0xFFu) << "bytes are unsigned";
+    const char16_t wide[] = {0x0410, 0x0042, 0};
+    EXPECT_EQ(NuWcshash(wide), (0x0410u << 4) + 0x42u) << "units go in whole";
+}
+
+// The obvious full matrix, for comparison.
+template <class S>
+int32_t reference_distance(const S &a, const S &b, int32_t ins, int32_t rep, int32_t del) {
+    std::vector<std::vector<int64_t>> d(a.size() + 1, std::vector<int64_t>(b.size() + 1));
+    for (size_t i = 0; i <= a.size(); ++i)
+        d[i][0] = int64_t(i) * del;
+    for (size_t j = 0; j <= b.size(); ++j)
+        d[0][j] = int64_t(j) * ins;
+    for (size_t i = 1; i <= a.size(); ++i)
+        for (size_t j = 1; j <= b.size(); ++j)
+            d[i][j] = std::min({d[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : rep),
+                                d[i - 1][j] + del, d[i][j - 1] + ins});
+    return static_cast<int32_t>(d[a.size()][b.size()]);
+}
+
+TEST(Levenshtein, MatchesTheFullMatrixOnRandomPairsAndWeights) {
+    std::mt19937 rng(20261123);
+    auto text = [&](size_t n, char16_t base) {
+        std::u16string s;
+        for (size_t i = 0; i < n; ++i)
+            s += static_cast<char16_t>(base + rng() % 4);
+        return s;
+    };
+    for (int round = 0; round < 300; ++round) {
+        // Mostly short, now and then past the 511 units that fit on the stack.
+        const size_t n1 = rng() % 40, n2 = round % 25 == 0 ? 512 + rng() % 100 : rng() % 40;
+        const int32_t ins = 1 + rng() % 5, rep = rng() % 7, del = 1 + rng() % 5;
+        const std::u16string w1 = text(n1, u'a'), w2 = text(n2, u'a');
+        const std::string s1(w1.begin(), w1.end()), s2(w2.begin(), w2.end());
+        const int32_t want = reference_distance(s1, s2, ins, rep, del);
+        SCOPED_TRACE(s1 + " / " + s2);
+        EXPECT_EQ(NuLevenshtein(s1.c_str(), int64_t(n1), s2.c_str(), int64_t(n2), ins, rep, del),
+                  want);
+        EXPECT_EQ(NuLevenshtein(s1.c_str(), -1, s2.c_str(), -1, ins, rep, del), want);
+        EXPECT_EQ(NuWLevenshtein(w1.c_str(), int64_t(n1), w2.c_str(), -1, ins, rep, del), want);
+    }
+    EXPECT_EQ(NuLevenshtein("kitten", -1, "sitting", -1, 1, 1, 1), 3);
+    EXPECT_EQ(NuLevenshtein("", -1, "abc", -1, 2, 1, 7), 6) << "inserting pays ins";
+    EXPECT_EQ(NuLevenshtein("abc", -1, "", -1, 2, 1, 7), 21) << "deleting pays del";
+}
+
+TEST(ShellCompare, AgreesWithFnmatchOnStarsAndPlainCharacters) {
+    // Without dots and without "?" or braces, "*" means the same to both:
+    // any run of characters, and a plain character itself.
+    const char *texts[] = {"", "a", "abc", "a.b", "file.txt", "aaa", "xyz.c", "ab.cd.ef"};
+    const char *patterns[] = {"*", "a*", "*c", "a*c", "*.*", "*.txt", "file.*", "x*z.c",
+                              "**", "a*b*c", "abc", "*a*", "ab.*.ef", "*.cd*"};
+    for (const char *t : texts)
+        for (const char *p : patterns) {
+            SCOPED_TRACE(std::string(t) + " ~ " + p);
+            EXPECT_EQ(strshellcmp3(t, p, 0) == 0, fnmatch(p, t, 0) == 0);
+        }
+}
+
+TEST(ShellCompare, ItsOwnRulesWhereShellsDiffer) {
+    EXPECT_EQ(strshellcmp3("abc", "a?c", 0), 0);
+    EXPECT_EQ(strshellcmp3("ac", "a?c", 0), 0) << "? may match nothing";
+    EXPECT_NE(strshellcmp3("abbc", "a?c", 0), 0);
+    EXPECT_NE(strshellcmp3("a.b", "*", 1), 0) << "with dots * stops at a period";
+    EXPECT_EQ(strshellcmp3("a.b", "*.b", 1), 0);
+    EXPECT_EQ(strshellcmp3("a.b", "?.b", 1), 0);
+    EXPECT_EQ(strshellcmp3("file.txt", "file.{c,txt}", 0), 0);
+    EXPECT_EQ(strshellcmp3("file.c", "file.{c,txt}", 0), 0);
+    EXPECT_EQ(strshellcmp3("file", "file{,.c}", 0), 0) << "an empty alternative";
+    EXPECT_NE(strshellcmp3("ab", "{a,ab}", 0), 0) << "the first alternative is final";
+    // A backslash keeps a comma inside an element, and is compared with it.
+    EXPECT_EQ(strshellcmp3("a\\,b", "{a\\,b}", 0), 0);
+    EXPECT_EQ(strshellcmp3("a,b", "{a\\,b}", 0), ',' - '\\');
+    EXPECT_EQ(strshellcmp3("x", "{a", 0), NU_SHELLCMP_MALFORMED);
+    EXPECT_EQ(strshellcmp3("x", "{a\\", 0), NU_SHELLCMP_MALFORMED);
+    EXPECT_EQ(strshellcmp3("a", "{a,b", 0), NU_SHELLCMP_MALFORMED);
+    // A mismatch orders as strcmp does.
+    EXPECT_EQ(strshellcmp3("abd", "abc", 0), 'd' - 'c');
+    EXPECT_LT(strshellcmp3("ab", "abc", 0), 0);
+    EXPECT_GT(strshellcmp3("\xe9", "a", 0), 0) << "bytes compare unsigned";
+    const char16_t text[] = u"file.txt", pattern[] = u"*.{c,txt}", other[] = u"*.{c,h}";
+    EXPECT_EQ(wcsshellcmp3(text, pattern, 1), 0);
+    EXPECT_NE(wcsshellcmp3(text, other, 1), 0);
+}
+
+TEST(CaseTables, LocaleFreeMappingBothWays) {
+    EXPECT_EQ(NuTowlower_c(0x0410), 0x0430);
+    EXPECT_EQ(NuTowlower_c(0x0041), 0x0061);
+    EXPECT_EQ(NuTowlower_c(0x3042), 0x3042);
+    EXPECT_EQ(NuTowlower_c(0), 0);
+    EXPECT_EQ(NuTowupper_c(0x0061), 0x0041);
+    EXPECT_EQ(NuTowupper_c(0xFF5A), 0xFF3A) << "end of the last run";
+    EXPECT_EQ(NuTowlower_c(0x012E), 0x012F) << "every second unit of a /2 run";
+    EXPECT_EQ(NuTowlower_c(0x012F), 0x012F);
+    // Not inverse throughout.
+    EXPECT_EQ(NuTowlower_c(0x0130), 0x0069);
+    EXPECT_EQ(NuTowupper_c(0x0069), 0x0049);
+    EXPECT_EQ(NuTowupper_c(0x0131), 0x0049);
+    EXPECT_EQ(NuTowlower_c(0x01C5), 0x01C6);
+    int mapped_lower = 0, mapped_upper = 0;
+    for (uint32_t u = 1; u <= 0xFFFF; ++u) {
+        mapped_lower += NuTowlower_c(char16_t(u)) != u;
+        mapped_upper += NuTowupper_c(char16_t(u)) != u;
+    }
+    EXPECT_EQ(mapped_lower, 669);
+    EXPECT_EQ(mapped_upper, 666);
+    char16_t s[] = u"Straße ДОМ";
+    EXPECT_EQ(NuWcsupr_c(s), s);
+    EXPECT_EQ(std::u16string(s), u"STRAßE ДОМ");
+    NuWcslwr_c(s);
+    EXPECT_EQ(std::u16string(s), u"straße дом");
+    EXPECT_EQ(NuWcslwr_c(nullptr), nullptr);
+}
+
+}  // namespace

@@ -706,6 +706,102 @@ VESK_API int64_t _VeskAddetab_nlk(void *service, uint32_t count, VeskErrEntry *t
 VESK_API int64_t _VeskRmetab(void *service, uint32_t count, VeskErrEntry *table);
 VESK_API int64_t _VeskRmetab_nlk(void *service, uint32_t count, VeskErrEntry *table);
 
+/* ------------------------------------------------------------------------ */
+/* Object life cycle                                                         */
+/* ------------------------------------------------------------------------ */
+
+/* Flags of VeskAlloc (and of the dup forms, which allocate the clone). */
+#define VESK_ALLOC_POOL    0x10000u /* `mem` is a zone pool to take the instance from */
+#define VESK_ALLOC_NOCLEAR 0x40000u /* don't clear the memory */
+#define VESK_ALLOC_GIVEMEM 0x80000u /* memory in `mem` passes to the instance */
+/* Flags that pod_init, pod_fini, fini and dealloc receive. */
+#define VESK_POD_CLONE     0x200000u /* pod_init of a duplication: the param is a VeskCloneParam */
+#define VESK_FINI_POOLED   0x20000u  /* fini from a pool's release hook */
+#define VESK_ROLLBACK      0x1u      /* pod_fini in a roll-back; dealloc after a failed init */
+
+/* What a pod_init receives as param in a duplication. */
+typedef struct VeskCloneParam {
+    VeskClosure source; /* the same service element on the source instance, opnum 2 */
+    uintptr_t dupself;  /* `self` of the running dup operation */
+    uintptr_t params;   /* the params of VeskDup5, or 0 */
+    uintptr_t pred;     /* the predicate of VeskDupf, or 0 */
+} VeskCloneParam;
+
+/* What VeskGetdescriptor fills; the caller sets dsc_dtyp. */
+#define VESK_DESCRIPTOR_TYPE 4
+typedef struct VeskDescriptorInfo {
+    uint32_t dsc_dtyp;
+    uint8_t major;
+    uint8_t minor;
+    uint16_t patch;
+    char date[64];
+} VeskDescriptorInfo;
+
+/* Param record of "operations/ucntl/Xucntl": the starting reference count. */
+typedef struct VeskXucntlParam {
+    VeskOid oid; /* the service element it is for: 3.1006.6 */
+    uint32_t retain;
+} VeskXucntlParam;
+
+/* Right sides of VeskCompare that are not objects: a 16-bit hint, 16 bits of
+ * zero, then what the hint says (words are pointer-sized where they carry an
+ * address). Hints 71, 87, 94: a hash. 30: a string, 31: a 16-bit string.
+ * 88, 91: string and hash; 90, 93: 16-bit string and hash (a hash of 0 means
+ * "hash the string"). 89, 92: length, bytes and hash. 99: an object. */
+typedef struct VeskHintHash {
+    uint16_t hint, zero;
+    uint32_t hash;
+} VeskHintHash;
+typedef struct VeskHintText {
+    uint16_t hint, zero;
+    const void *text; /* char or char16_t text, or the object of hint 99 */
+    uint32_t hash;
+} VeskHintText;
+typedef struct VeskHintBytes {
+    uint16_t hint, zero;
+    uint32_t length;
+    const void *bytes;
+    uint32_t hash;
+} VeskHintBytes;
+#define VESK_COMPARE_REFUSED ((int32_t)0x8fffffff)
+
+/* The front ends: each looks its row up on the object (or the class) and
+ * calls it. A pointer result is null after a failure; the dup forms give -1
+ * (as a pointer) when the object has no duplicator. */
+VESK_API void *VeskAlloc(void *cls, uint32_t flags, void *mem, uint32_t extra, VeskErr *status);
+VESK_API int64_t VeskInit(void *object, void **params, uint32_t nparams, VeskErr *status);
+VESK_API int64_t _VeskInit(void *cls, void *object, void **params, uint32_t nparams,
+                           VeskErr *status);
+VESK_API void *VeskInitDeallocIfError(void *object, void **params, uint32_t nparams,
+                                      VeskErr *status);
+VESK_API int64_t VeskFini(void *object, uint32_t flags, VeskErr *status);
+VESK_API int64_t _VeskFini(void *cls, void *object, uint32_t flags, VeskErr *status);
+VESK_API int64_t VeskDealloc(void *object, uint32_t flags, VeskErr *status);
+VESK_API int64_t _VeskDealloc(void *cls, void *object, uint32_t flags, VeskErr *status);
+VESK_API void *VeskDup4(void *source, uint32_t flags, void *mem, uint32_t extra, VeskErr *status);
+VESK_API void *VeskDup5(void *source, uint32_t flags, void *mem, uint32_t extra, void **params,
+                        VeskErr *status);
+VESK_API void *VeskDupf(void *source, uint32_t flags, void *mem, uint32_t extra, void *pred,
+                        VeskErr *status);
+VESK_API void *VeskDups(void *source, uint32_t flags, VeskErr *status);
+VESK_API void *VeskDups2(void *source, uint32_t flags, uintptr_t unused, VeskErr *status);
+VESK_API int64_t VeskGetdescriptor(void *object, VeskDescriptorInfo *descriptor, VeskErr *status);
+VESK_API int64_t VeskGetdescriptor_l(void *object, VeskDescriptorInfo *descriptor,
+                                     const char *locale, VeskErr *status);
+VESK_API int32_t VeskRetain(void *object, VeskErr *status);
+VESK_API int32_t VeskRelease(void *object, uint32_t flags, VeskErr *status);
+VESK_API int32_t _VeskRetainvalue(void *object, int32_t value, VeskErr *status);
+VESK_API int32_t VeskCompare(void *left, const void *right);
+VESK_API int32_t VeskHash(void *object, VeskErr *status);
+/* One more reference, as a tree's dup: the object, or null. */
+VESK_API void *VeskLazydup(void *object, uintptr_t unused1, uintptr_t unused2, VeskErr *status);
+
+/* Zone pools of instances of one class; an instance comes out of one with
+ * VeskAlloc(class, VESK_ALLOC_POOL, pool, 0, status). */
+VESK_API NuZmalloc *VeskPoolOpen(const VeskOid *key, uintptr_t granularity, VeskErr *status);
+VESK_API NuZmalloc *VeskPoolOpen_ooi(const VeskOid *key, uintptr_t granularity, VeskErr *status);
+VESK_API NuZmalloc *_VeskPoolOpen(VeskClass *cls, uintptr_t granularity, VeskErr *status);
+
 /* Facilities of the runtime and codes it reports. */
 #define VESK_FAC_RUNTIME 1000
 #define VESK_CODE_INAPPROPRIATE 1025    /* 0x0401 inappropriate operation */

@@ -19,9 +19,7 @@ VESK_API extern const NuBtninfo _G_default_btninfo_opv = {
     word_dup, word_retain, word_release, vesk::rtbt::word_compare, word_dump,
 };
 
-// Runtime objects: the slots take the object front ends (lazy dup, retain,
-// release, compare) when those land; until then the table is empty and must
-// not be handed to a tree. It has no dump: NuRTBTDump is not for it.
-VESK_API NuBtninfo _G_ucntl_btninfo_opv = {nullptr, nullptr, nullptr, nullptr, nullptr};
+// _G_ucntl_btninfo_opv, the table for trees of runtime objects, stands beside
+// the object front ends it is made of (runtime/lifecycle.cpp).
 
 }  // extern "C"

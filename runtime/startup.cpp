@@ -13,6 +13,7 @@
 #include "rwlock.hpp"
 #include "startup.hpp"
 #include "services/error_table.hpp"
+#include "services/kdv.hpp"
 #include "stub.hpp"
 
 using namespace vesk::rt;
@@ -84,8 +85,8 @@ NuRTBTNode *successor(NuRTBTNode *node) {
 using ModuleFn = VeskModule *(*)();
 
 // In the order they come up: each may import from those before it.
-// "modules/kdv" comes between the stub and the error service once it lands.
-constexpr ModuleFn kBuiltinModules[] = {stub_module, vesk::svc::error_module};
+constexpr ModuleFn kBuiltinModules[] = {stub_module, vesk::svc::kdv_module,
+                                        vesk::svc::error_module};
 
 void bring_up(VeskModule *mod) {
     WriteLocked names(&namereg().lock);

@@ -1,0 +1,43 @@
+// The life-cycle front ends' one sequence: take a frame, look the row up on
+// the target (a stub row on a miss, which reports when called), call it
+// through a pointer of the row's real type, give the frame back.
+#pragma once
+
+#include "closure.hpp"
+#include "vesk.h"
+
+namespace vesk::rt {
+
+inline constexpr uint16_t kCtorFamily = 1003;
+inline constexpr uint16_t kDupFamily = 1004;
+inline constexpr uint16_t kDestorFamily = 1005;
+inline constexpr uint16_t kUcntlFamily = 1006;
+
+enum CtorRow : uint16_t { kAllocRow = 4, kInitRow = 5, kFiniRow = 6, kDeallocRow = 7 };
+enum DupRow : uint16_t { kDup4Row = 4, kDup5Row = 5, kDupfRow = 6 };
+enum DestorRow : uint16_t { kGetRow = 4, kGetLRow = 5 };
+enum UcntlRow : uint16_t {
+    kRetainValueRow = 4,
+    kRetainRow = 5,
+    kReleaseRow = 6,
+    kHashRow = 7,
+    kCompareRow = 8,
+};
+
+template <class Result, class... Args>
+Result call_row(void *target, uint16_t family, uint16_t opnum, VeskErr *status, Args... args) {
+    FrameScope frame;
+    const VeskOid key = {2, opnum, {3, family, 0, 0, 0, 0}};
+    VeskOprow *row = VeskLookupoporstub(target, &key, frame.closure());
+    using Fn = Result (*)(VeskClosure *, VeskErr *, Args...);
+    return reinterpret_cast<Fn>(row->fn)(frame.closure(), status, args...);
+}
+
+// The three walks over an object's service elements (pod_init, pod_fini,
+// and the cloning pod_init of a duplication). Each reports nothing itself.
+int64_t pod_init_walk(void *object, void **params, uint32_t nparams, VeskErr *status);
+int64_t pod_fini_walk(void *object, uint32_t flags, VeskErr *status);
+int64_t clone_walk(void *fresh, void *source, void *dupself, void **params, void *pred,
+                   VeskErr *status);
+
+}  // namespace vesk::rt

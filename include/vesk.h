@@ -802,6 +802,50 @@ VESK_API NuZmalloc *VeskPoolOpen(const VeskOid *key, uintptr_t granularity, Vesk
 VESK_API NuZmalloc *VeskPoolOpen_ooi(const VeskOid *key, uintptr_t granularity, VeskErr *status);
 VESK_API NuZmalloc *_VeskPoolOpen(VeskClass *cls, uintptr_t granularity, VeskErr *status);
 
+/* ------------------------------------------------------------------------ */
+/* Notifiers and listeners                                                   */
+/* ------------------------------------------------------------------------ */
+
+/* A notice begins with its code: class in the high half, kind in the low
+ * half, 0 in either half a wildcard. A filter is an array of such codes ended
+ * by a 0 word; a null filter admits everything. */
+typedef int64_t (*VeskNoticeCallback)(uintptr_t context, void *notifier, const void *notice,
+                                      VeskErr *err);
+
+/* Param records of the listener sets (VeskInit). */
+typedef struct VeskListenerParam {
+    VeskOid oid; /* 3.1019.22 (Mlstner) or 3.1019.21 (Ulstner) */
+    uint8_t aware;
+} VeskListenerParam;
+typedef struct VeskCbListenerParam {
+    VeskOid oid; /* 3.1019.24 ("objects/Nucbmlsner") or 3.1019.23 ("objects/Nucbulsner") */
+    uint8_t aware;
+    VeskNoticeCallback callback;
+    uintptr_t context;
+} VeskCbListenerParam;
+
+#define VESK_LISTENER_FAMILY 1019
+#define VESK_NOTIFIER_FAMILY 1017
+/* Rows of the listener family. */
+#define VESK_LSN_NOTIFIERC      4
+#define VESK_LSN_CLEARNOTIFIERS 5
+#define VESK_LSN_LISTEN         6
+#define VESK_LSN_ATTACH         7
+#define VESK_LSN_DETACH         8
+#define VESK_LSN_UNLINK         9
+#define VESK_LSN_UNLINK_NLK     10
+#define VESK_LSN_BECOMEDEAF     11
+#define VESK_LSN_BECOMEAWARE    12
+#define VESK_LSN_ISAWARE        13
+/* Rows of the notifier family. */
+#define VESK_NTF_LISTENERC      4
+#define VESK_NTF_CLEARLISTENERS 5
+#define VESK_NTF_POSTNOTICE     6
+#define VESK_NTF_ADDLISTENER    7
+#define VESK_NTF_RMLISTENER     8
+#define VESK_NTF_UNLINK         9
+#define VESK_NTF_UNLINK_NLK     10
+
 /* Facilities of the runtime and codes it reports. */
 #define VESK_FAC_RUNTIME 1000
 #define VESK_CODE_INAPPROPRIATE 1025    /* 0x0401 inappropriate operation */

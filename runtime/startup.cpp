@@ -7,6 +7,7 @@
 //
 // Load and unload run on the loader's thread with no other thread in the
 // library, so none of this state has a lock.
+#include <cstdio>
 #include <cstdlib>
 
 #include "registry.hpp"
@@ -99,9 +100,20 @@ void bring_up(VeskModule *mod) {
     mod->loads = 1;
     mod->handle = nullptr;
     LinkLocked registries;
-    if (_VeskModDescribe(mod, nullptr) < 0 || _VeskModRegister(mod, nullptr) < 0 ||
-        _VeskModPlug(mod, nullptr) < 0)
-        std::abort();
+    char msg[256] = "";
+    VeskErr err{};
+    err.msg = msg;
+    err.msgsize = sizeof msg;
+    const char *step = _VeskModDescribe(mod, &err) < 0   ? "describe"
+                       : _VeskModRegister(mod, &err) < 0 ? "register"
+                       : _VeskModPlug(mod, &err) < 0     ? "plug"
+                                                         : nullptr;
+    if (step == nullptr)
+        return;
+    // The library can't run without its own modules: say which and why.
+    std::fprintf(stderr, "vesk: the built-in module %s failed to %s: status 0x%08llx %s\n",
+                 mod->modname, step, static_cast<unsigned long long>(err.status), msg);
+    std::abort();
 }
 
 VeskStartRec bootstrap_record = {

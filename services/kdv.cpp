@@ -5,6 +5,7 @@
 
 #include "runtime/object.hpp"
 #include "services/kdv.hpp"
+#include "services/notice.hpp"
 
 namespace vesk::svc {
 namespace {
@@ -22,22 +23,27 @@ struct KdvModule {
                                         nullptr)}},
 };
 
-// The sets in the module's order. The notifier and listener sets take their
-// places between Cucntl and PoolCtor, and their three classes fill clsv.
-VeskOps *kdv_opsv[8];
+// The sets and classes in the module's order.
+VeskOps *kdv_opsv[14];
+VeskClass *kdv_clsv[3];
 
 int64_t module_on_link(VeskRecord *rec, VeskErr *status) {
     auto *m = reinterpret_cast<KdvModule *>(rec);
-    VeskOps *const sets[] = {ctor_ops(),   dup_ops(),    destor_ops(),   xucntl_ops(),
-                             zucntl_ops(), cucntl_ops(), pool_ctor_ops(), pool_ucntl_ops()};
-    static_assert(sizeof sets / sizeof sets[0] == sizeof kdv_opsv / sizeof kdv_opsv[0]);
+    VeskOps *const sets[] = {ctor_ops(),     dup_ops(),      destor_ops(),   xucntl_ops(),
+                             zucntl_ops(),   cucntl_ops(),   untfier_ops(),  mntfier_ops(),
+                             ulstner_ops(),  mlstner_ops(),  pool_ctor_ops(), pool_ucntl_ops(),
+                             cbulsner_ops(), cbmlsner_ops()};
+    VeskClass *const classes[] = {cbulsner_class(), cbmlsner_class(), untfier_class()};
+    static_assert(sizeof sets == sizeof kdv_opsv && sizeof classes == sizeof kdv_clsv);
     for (size_t i = 0; i < sizeof sets / sizeof sets[0]; ++i)
         kdv_opsv[i] = sets[i];
+    for (size_t i = 0; i < sizeof classes / sizeof classes[0]; ++i)
+        kdv_clsv[i] = classes[i];
     m->block.se[0].ops = destor_ops();
     m->mod.opsv = kdv_opsv;
     m->mod.opsc = sizeof kdv_opsv / sizeof kdv_opsv[0];
-    m->mod.clsv = nullptr;
-    m->mod.clsc = 0;
+    m->mod.clsv = kdv_clsv;
+    m->mod.clsc = sizeof kdv_clsv / sizeof kdv_clsv[0];
     return _VeskSelistPushback_nlk(&m->mod.selist, VESK_SEBLOCK(&m->block), status);
 }
 

@@ -1,144 +1,171 @@
 /*
- * A short tour of the object runtime, in plain C.
+ * A tour of vesk in plain C: notices from a notifier to two listeners.
  *
- * 1. Identifiers: short lists of numbers, compared by prefix with wildcards.
- * 2. A module with one class and one operation set, written as static data.
- * 3. A lookup from an instance to its operation, and the call.
- * 4. A failed lookup and the status report it leaves.
+ * 1. A module of our own with one class, a notifier that many listeners can
+ *    attach to. It is written as static data and binds sets that the library
+ *    already has: the notifier, the reference count and the constructor.
+ * 2. Two callback listeners of the stock class "objects/Nucbmlsner", made
+ *    with VeskAlloc and VeskInit, each with its own function and context.
+ * 3. Links with filters, and notices posted through the notifier.
+ * 4. Everything released: the last release of each object finalises it,
+ *    unlinks it from its peers and frees it.
+ * 5. A failing call, and the sentence the library gives its failure.
+ *
+ * Every call to an object goes through a row of an operation set found by
+ * identifier at run time, so the object decides what happens.
  */
+#include <stddef.h>
 #include <stdio.h>
-#include <string.h>
 
+#include "nu.h"
 #include "vesk.h"
 
-/* ---- 1. Identifiers ------------------------------------------------------ */
+/* ---- 1. A module with a notifier class -------------------------------------- */
 
-static void print_oid(const VeskOid *id) {
-    for (unsigned i = 0; i < id->count; ++i)
-        printf(i ? ".%u" : "%u", (unsigned)id->comp[i]);
-}
-
-static void compare(const VeskOid *a, const VeskOid *b) {
-    print_oid(a);
-    printf(" vs ");
-    print_oid(b);
-    printf(": prefix %d, total %d\n", (int)VeskOidcmp(a, b), (int)VeskOidlcmp(a, b));
-}
-
-/* ---- 2. Static records ---------------------------------------------------- */
-
-/* What each greeter instance holds: its POD. */
-struct greeter_pod {
-    const char *name;
-    int greeted;
-};
-
-/* Every operation takes the closure and the status record first. */
-static int64_t greet(VeskClosure *cl, VeskErr *status, const char *greeting) {
-    struct greeter_pod *pod = cl->pod;
-    (void)status;
-    pod->greeted++;
-    printf("  %s, %s! (greeted %d time%s)\n", greeting, pod->name, pod->greeted,
-           pod->greeted == 1 ? "" : "s");
-    return 0;
-}
-typedef int64_t (*greet_fn)(VeskClosure *, VeskErr *, const char *);
-
-#define GREETER_FAMILY 900
-#define GREETER_OP_GREET 4
-
-/* The operation set: four standard rows, then its own. */
-static VESK_OPS_T(5) greeter_ops = {
-    VESK_RECORD_INIT("operations/greeter/Hello", "greeter/Hello", "greeter",
-                     VESK_OID3(VESK_CAT_OPS, GREETER_FAMILY, 1), NULL),
-    sizeof(struct greeter_pod),
-    5,
-    {VESK_STDROWS_NONE, VESK_ROW(greet, "greeter::greet", greet)},
-};
-
-/* An instance: the head, then the POD of the instance service. */
-struct greeter {
+/* An instance: the head, then the POD of each service element that keeps its
+ * data in the instance (depth 1): the reference count and the notifier. */
+struct notifier {
     VeskInstance head;
-    struct greeter_pod pod;
+    int32_t count;
+    VeskMntfierPod notifier;
 };
 
-/* The class: its record, then its static block with one instance service
- * (depth 1: the POD lies in the instance). */
+static int64_t notifier_class_on_link(VeskRecord *rec, VeskErr *status);
+
+/* The class binds three sets by identifier; linking finds them in the
+ * library's module "modules/kdv". */
 static struct {
     VeskClass cls;
-    VESK_SEBLOCK_T(1) block;
-} greeter_class = {
-    VESK_CLASS_INIT("objects/Greeter", "Greeter", "Greeter", VESK_OID2(VESK_CAT_CLASS, 900), NULL,
-                    sizeof(struct greeter)),
-    {VESK_SEBLOCK_HEAD(1),
-     {VESK_SE_OWN(VESK_OID3(VESK_CAT_OPS, GREETER_FAMILY, 1), 1, offsetof(struct greeter, pod),
-                  VESK_OPS(&greeter_ops))}},
+    VESK_SEBLOCK_T(3) block;
+} notifier_class = {
+    VESK_CLASS_INIT("objects/Tournotifier", "Tournotifier", "Tournotifier", VESK_OID2(4, 2001),
+                    notifier_class_on_link, sizeof(struct notifier)),
+    {VESK_SEBLOCK_HEAD(3),
+     {VESK_SE_IMPORT(VESK_OID3(3, VESK_NOTIFIER_FAMILY, 20), 1, offsetof(struct notifier, notifier)),
+      VESK_SE_IMPORT(VESK_OID3(3, 1006, 6), 1, offsetof(struct notifier, count)),
+      VESK_SE_IMPORT(VESK_OID3(3, 1003, 3), 0, 0)}},
 };
 
-static VeskModule demo_module = VESK_MODULE_INIT("modules/demo", "demo", "demo",
-                                                 VESK_OID2(VESK_CAT_MODULE, 900), NULL, "demo",
-                                                 VESK_VERSION(0, 1, 0), __DATE__);
+static int64_t notifier_class_on_link(VeskRecord *rec, VeskErr *status) {
+    (void)rec;
+    return _VeskSelistPushback_nlk(&notifier_class.cls.selist, VESK_SEBLOCK(&notifier_class.block),
+                                   status);
+}
 
-/* The runtime's linker writes the heads and pushes the blocks; this tour
- * does those few stores itself. */
-static void link_by_hand(void) {
-    demo_module.rec.kind = VESK_KIND_MODULE;
-    demo_module.rec.flags = VESK_HEAD_MODULE >> 16;
-    greeter_ops.rec.kind = VESK_KIND_OPS;
-    greeter_ops.rec.flags = VESK_HEAD_OPS >> 16;
-    greeter_ops.rec.super = &demo_module;
-    greeter_class.cls.rec.kind = VESK_KIND_CLASS;
-    greeter_class.cls.rec.flags = VESK_HEAD_CLASS >> 16;
-    greeter_class.cls.rec.super = &demo_module;
-    _VeskSelistInit(&greeter_class.cls.selist);
-    _VeskSelistPushback_nlk(&greeter_class.cls.selist, VESK_SEBLOCK(&greeter_class.block), NULL);
+static VeskClass *tour_classes[1];
+
+static int64_t tour_module_on_link(VeskRecord *rec, VeskErr *status) {
+    VeskModule *mod = (VeskModule *)rec;
+    (void)status;
+    tour_classes[0] = &notifier_class.cls;
+    mod->clsv = tour_classes;
+    mod->clsc = 1;
+    return 0;
+}
+
+static VeskModule tour_module = VESK_MODULE_INIT("modules/tour", "tour", "tour",
+                                                 VESK_OID2(5, 2001), tour_module_on_link, "tour",
+                                                 VESK_VERSION(1, 0, 0), __DATE__);
+
+/* A plug-in file is linked by the loader; a module inside the program links
+ * itself through the same three steps. */
+static int link_tour_module(void) {
+    return _VeskModDescribe(&tour_module, NULL) >= 0 &&
+           _VeskModRegister(&tour_module, NULL) > 0 && _VeskModPlug(&tour_module, NULL) > 0;
+}
+
+/* ---- 2. Callback listeners ---------------------------------------------------- */
+
+/* A notice is any record whose first word is its code: a class in the high
+ * half, a kind in the low half. */
+struct notice {
+    uint32_t code;
+    const char *text;
+};
+
+#define NOTICE(cls, kind) (((uint32_t)(cls) << 16) | (uint32_t)(kind))
+
+static int64_t hear(uintptr_t context, void *notifier, const void *notice, VeskErr *err) {
+    const struct notice *n = notice;
+    (void)notifier;
+    (void)err;
+    printf("  %-8s hears 0x%08x: %s\n", (const char *)context, (unsigned)n->code, n->text);
+    return 0;
+}
+
+static void *new_listener(const char *who) {
+    const VeskOid cbmlsner = VESK_OID2(4, 14);
+    VeskCbListenerParam param = {VESK_OID3(3, VESK_LISTENER_FAMILY, 24), 1, hear, (uintptr_t)who};
+    void *params[] = {&param};
+    void *l = VeskAlloc(_VeskGetcobject(&cbmlsner, NULL), 0, NULL, 0, NULL);
+    return VeskInitDeallocIfError(l, params, 1, NULL);
+}
+
+/* Calls a row of the listener or notifier family on an object, the way the
+ * library's own front ends call: a closure frame, the lookup, the call. */
+static int64_t attach(void *listener, void *notifier, const uint32_t *filter) {
+    const VeskOid key = VESK_OPKEY2(VESK_LSN_ATTACH, 3, VESK_LISTENER_FAMILY);
+    VeskFrame *frame = __vesk_closure_tramp_att();
+    int64_t r;
+    frame->fn = VeskLookupoporstub(listener, &key, &frame->cl)->fn;
+    r = ((int64_t(*)(VeskClosure *, VeskErr *, void *, const uint32_t *))frame->fn)(
+        &frame->cl, NULL, notifier, filter);
+    __vesk_closure_tramp_det();
+    return r;
+}
+
+static void post(void *notifier, const struct notice *n) {
+    const VeskOid key = VESK_OPKEY2(VESK_NTF_POSTNOTICE, 3, VESK_NOTIFIER_FAMILY);
+    VeskFrame *frame = __vesk_closure_tramp_att();
+    printf("post 0x%08x\n", (unsigned)n->code);
+    frame->fn = VeskLookupoporstub(notifier, &key, &frame->cl)->fn;
+    ((int64_t(*)(VeskClosure *, VeskErr *, const void *))frame->fn)(&frame->cl, NULL, n);
+    __vesk_closure_tramp_det();
 }
 
 int main(void) {
-    puts("Identifiers");
-    {
-        VeskOid family = {2, 0, {3, 1006}};
-        VeskOid set = {3, 0, {3, 1006, 6}};
-        VeskOid stub = {3, 0, {3, 1, 0}};
-        VeskOid other = {3, 0, {3, 1, 7}};
-        compare(&family, &set);
-        compare(&set, &family);
-        compare(&stub, &other);
+    /* 1 */
+    if (!link_tour_module()) {
+        fprintf(stderr, "the tour module did not link\n");
+        return 1;
     }
+    void *notifier = VeskAlloc(&notifier_class.cls, 0, NULL, 0, NULL);
+    if (VeskInitDeallocIfError(notifier, NULL, 0, NULL) == NULL)
+        return 1;
 
-    link_by_hand();
-    struct greeter alice = {{VESK_KIND_INSTANCE, VESK_F_SUPER, &greeter_class.cls}, {"Alice", 0}};
+    /* 2 */
+    void *logger = new_listener("logger"), *auditor = new_listener("auditor");
+    if (logger == NULL || auditor == NULL)
+        return 1;
 
-    puts("\nA lookup from an instance");
-    {
-        VeskOid key = {2, GREETER_OP_GREET, {VESK_CAT_OPS, GREETER_FAMILY}};
-        VeskClosure cl;
-        VeskOprow *row = VeskLookupop(&alice, &key, &cl, NULL);
-        printf("  row \"%s\" of %s, found through %s\n", row->opname, VeskObjectLongkey(cl.ops),
-               VeskObjectLongkey(VeskClassof(&alice)));
-        ((greet_fn)row->fn)(&cl, NULL, "Hello");
-        /* The same key built from arguments: opnum, then components, then -1. */
-        row = VeskVlookupop(&alice, &cl, NULL, GREETER_OP_GREET, GREETER_FAMILY, -1);
-        ((greet_fn)row->fn)(&cl, NULL, "Welcome back");
-    }
+    /* 3: the logger hears everything; the auditor only class 2, any kind. */
+    static const uint32_t class_two[] = {NOTICE(2, 0), 0};
+    attach(logger, notifier, NULL);
+    attach(auditor, notifier, class_two);
+    const struct notice notices[] = {
+        {NOTICE(1, 1), "a file was opened"},
+        {NOTICE(2, 1), "a user logged in"},
+        {NOTICE(2, 7), "a user changed a password"},
+    };
+    for (size_t i = 0; i < sizeof notices / sizeof notices[0]; ++i)
+        post(notifier, &notices[i]);
 
-    puts("\nA failed lookup");
-    {
-        char msg[128] = "";
-        VeskErr err;
-        VeskOid missing = {2, 9, {VESK_CAT_OPS, GREETER_FAMILY}};
-        VeskClosure cl;
-        memset(&err, 0, sizeof err);
-        err.msg = msg;
-        err.msgsize = sizeof msg;
-        if (VeskLookupop(&alice, &missing, &cl, &err) == NULL)
-            printf("  status 0x%08llx: facility %d, code %d, syserr %d, variant %u\n",
-                   (unsigned long long)err.status, (int)VESK_STATUS_FACILITY(err.status),
-                   (int)VESK_STATUS_CODE(err.status), (int)err.syserr, (unsigned)err.variant);
-        /* A report with a message of the caller's own. */
-        VeskMkerr_u(&err, 0, 0, 0, 1000, 1025, 0, "%d{%s}: no such greeting.", 9,
-                    VeskObjectLongkey(&alice));
-        printf("  %s\n", err.msg);
-    }
+    /* 4: each object starts with one reference; its last release ends it. */
+    VeskRelease(auditor, 0, NULL);
+    printf("the auditor is gone; the notifier forgot it\n");
+    post(notifier, &notices[2]);
+    VeskRelease(logger, 0, NULL);
+    VeskRelease(notifier, 0, NULL);
+    /* A module linked inside the program stays until the program ends; one
+     * loaded from a file can be unloaded again. */
+
+    /* 5: a status record with a message buffer gets the sentence. */
+    char msg[128];
+    VeskErr err = {0};
+    err.msg = msg;
+    err.msgsize = sizeof msg;
+    if (NuMsleep(0x100000000ull, &err) < 0)
+        printf("a refused sleep says: \"%s\" (errno %d)\n", msg, (int)VeskStatus2unix(NULL,
+                                                                                        err.status));
     return 0;
 }

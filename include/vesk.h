@@ -824,6 +824,16 @@ typedef struct VeskCbListenerParam {
     uintptr_t context;
 } VeskCbListenerParam;
 
+/* The POD of "operations/notifier/Mntfier", which no stock class binds: a
+ * class of a module's own that imports it keeps this much room for it in its
+ * instances, at the element's podoff. */
+typedef struct VeskMntfierPod {
+    NuSMutex lock;
+    uint32_t capacity;
+    uint32_t length;
+    void *links;
+} VeskMntfierPod;
+
 #define VESK_LISTENER_FAMILY 1019
 #define VESK_NOTIFIER_FAMILY 1017
 /* Rows of the listener family. */

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 
 #include "runtime/lifecycle.hpp"
 #include "runtime/object.hpp"
@@ -53,6 +54,9 @@ struct MNotifierPod {
     uint32_t length;
     ListenerSlot *links;
 };
+static_assert(sizeof(MNotifierPod) == sizeof(VeskMntfierPod) &&
+                  offsetof(MNotifierPod, links) == offsetof(VeskMntfierPod, links),
+              "the public room for the POD matches it");
 struct UNotifierPod {
     uint32_t spin;
     void *peer;

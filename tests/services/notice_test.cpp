@@ -255,4 +255,43 @@ TEST_F(Notices, RefusalsLeaveTheExistingLinksAlone) {
     EXPECT_EQ(post(other, 3), 0) << "no callback: the notice is taken and nothing happens";
 }
 
+// Each creatable stock class through its whole life: caller's memory, extra
+// size, init, descriptor, duplication, release to zero (ASan sees every free).
+TEST(StockNoticeClasses, LiveAndDieThroughTheFrontEnds) {
+    const struct {
+        uint16_t id;
+        uint8_t minor, patch;
+    } classes[] = {{13, 4, 1}, {14, 4, 1}, {11, 4, 0}};
+    for (const auto &c : classes) {
+        SCOPED_TRACE(c.id);
+        const VeskOid key = VESK_OID2(4, c.id);
+        auto *cls = static_cast<VeskClass *>(_VeskGetcobject(&key, nullptr));
+        ASSERT_NE(cls, nullptr);
+        const int32_t holds = cls->rec.holds;
+
+        alignas(16) unsigned char mine[256];
+        ASSERT_LE(cls->instsize, sizeof mine);
+        void *in_mine = VeskAlloc(cls, 0, mine, 0, nullptr);
+        ASSERT_EQ(in_mine, static_cast<void *>(mine));
+        EXPECT_GE(VeskInit(in_mine, nullptr, 0, nullptr), 0);
+        EXPECT_EQ(_VeskRetainvalue(in_mine, -1, nullptr), 1);
+        EXPECT_EQ(VeskRelease(in_mine, 0, nullptr), 0) << "ends it without freeing the memory";
+
+        void *o = VeskAlloc(cls, 0, nullptr, 24, nullptr);
+        ASSERT_NE(o, nullptr);
+        EXPECT_GE(VeskInit(o, nullptr, 0, nullptr), 0);
+        VeskDescriptorInfo d{};
+        d.dsc_dtyp = VESK_DESCRIPTOR_TYPE;
+        EXPECT_EQ(VeskGetdescriptor(o, &d, nullptr), 0);
+        EXPECT_EQ(d.major, 2);
+        EXPECT_EQ(d.minor, c.minor);
+        EXPECT_EQ(d.patch, c.patch);
+        void *copy = VeskDups(o, 0, nullptr);
+        EXPECT_EQ(copy, reinterpret_cast<void *>(intptr_t{-1})) << "no duplicator bound";
+        EXPECT_EQ(cls->rec.holds, holds + 1);
+        EXPECT_EQ(VeskRelease(o, 0, nullptr), 0);
+        EXPECT_EQ(cls->rec.holds, holds);
+    }
+}
+
 }  // namespace

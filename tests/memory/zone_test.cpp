@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "nu.h"
+#include "support/status.hpp"
 #include "vesk.h"
 
 namespace {
@@ -44,14 +45,7 @@ struct Hooks {
     NuZmallocUctx uctx() { return {on_once_init, on_once_fini, on_get, on_release, this}; }
 };
 
-struct Status {
-    char buf[256] = {};
-    VeskErr err{};
-    Status() {
-        err.msg = buf;
-        err.msgsize = sizeof buf;
-    }
-};
+using vesk_test::Status;
 
 TEST(Zone, GrowsAChunkAtATimeAndRecyclesTheLastGivenBackFirst) {
     Heap::reset();

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/status.hpp"
 #include "vesk.h"
 
 namespace {
@@ -92,7 +93,6 @@ int64_t class_on_link(VeskRecord *rec, VeskErr *status) {
 
 VeskOps *test_opsv[] = {VESK_OPS(&probe_ops)};
 VeskClass *test_clsv[] = {&test_class.cls};
-int file_stand_in;
 
 int64_t module_on_link(VeskRecord *rec, VeskErr *) {
     auto *m = reinterpret_cast<VeskModule *>(rec);
@@ -107,14 +107,7 @@ VeskModule test_module = VESK_MODULE_INIT("modules/lctest", "lctest", "lctest", 
                                           module_on_link, "lctest", VESK_VERSION(1, 0, 0),
                                           __DATE__);
 
-struct Status {
-    char buf[256] = {};
-    VeskErr err{};
-    Status() {
-        err.msg = buf;
-        err.msgsize = sizeof buf;
-    }
-};
+using vesk_test::Status;
 
 // The module linked for each test, as a loader would link it.
 class Lifecycle : public ::testing::Test {
@@ -123,10 +116,7 @@ protected:
         g_log.clear();
         g_fail_second = false;
         g_finis = 0;
-        test_module.handle = &file_stand_in;
-        ASSERT_GE(_VeskModDescribe(&test_module, nullptr), 0);
-        ASSERT_EQ(_VeskModRegister(&test_module, nullptr), 1);
-        ASSERT_EQ(_VeskModPlug(&test_module, nullptr), 1) << "every import found in kdv";
+        vesk_test::link_module(&test_module);
     }
     void TearDown() override {
         EXPECT_EQ(test_class.cls.rec.holds, 0) << "every instance gave its hold back";

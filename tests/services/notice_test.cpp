@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "support/status.hpp"
 #include "vesk.h"
 
 namespace {
@@ -39,7 +40,6 @@ int64_t class_on_link(VeskRecord *rec, VeskErr *status) {
 }
 
 VeskClass *test_clsv[] = {&notifier_class.cls};
-int file_stand_in;
 
 int64_t module_on_link(VeskRecord *rec, VeskErr *) {
     auto *m = reinterpret_cast<VeskModule *>(rec);
@@ -94,22 +94,12 @@ int64_t record(uintptr_t context, void *notifier, const void *notice, VeskErr *)
     return 0;
 }
 
-struct Status {
-    char buf[256] = {};
-    VeskErr err{};
-    Status() {
-        err.msg = buf;
-        err.msgsize = sizeof buf;
-    }
-};
+using vesk_test::Status;
 
 class Notices : public ::testing::Test {
 protected:
     void SetUp() override {
-        test_module.handle = &file_stand_in;
-        ASSERT_GE(_VeskModDescribe(&test_module, nullptr), 0);
-        ASSERT_EQ(_VeskModRegister(&test_module, nullptr), 1);
-        ASSERT_EQ(_VeskModPlug(&test_module, nullptr), 1);
+        vesk_test::link_module(&test_module);
     }
     void TearDown() override {
         for (void *o : live_)

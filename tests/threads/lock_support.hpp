@@ -7,18 +7,12 @@
 
 #include <string>
 
+#include "support/status.hpp"
 #include "vesk.h"
 
 namespace vesk_test {
 
-struct Status {
-    char buf[256] = {};
-    VeskErr err{};
-    Status() {
-        err.msg = buf;
-        err.msgsize = sizeof buf;
-    }
-};
+using vesk_test::Status;
 
 inline void expect_report(const Status &s, int32_t facility, int32_t code, uint32_t variant,
                           const std::string &text) {

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -79,15 +80,45 @@ TEST(ErrorService, LongMessagesAreCutAndEndedAtEverySize) {
     }
 }
 
-TEST(ErrorService, StatusToUnixGoesByCodeWhateverTheFacility) {
-    const struct {
-        int32_t code;
-        int errnum;
-    } cases[] = {{33281, ENOENT}, {259, EINVAL},     {1026, ENOSYS},       {1281, EILSEQ},
-                 {261, EOVERFLOW}, {516, EWOULDBLOCK}, {1029, ENOTSUP},     {33298, ELOOP},
-                 {32774, 67},      {1537, 80},         {33543, ESOCKTNOSUPPORT}, {49219, ENAMETOOLONG}};
-    for (const auto &c : cases)
-        for (int32_t facility : {0, 104, 1000, 0x7FFF}) {
+// Every code of the library with the errno name it stands for; names this C
+// library lacks keep the numbers of the systems that have them.
+constexpr struct {
+    int32_t code;
+    int errnum;
+} kErrnoOfCode[] = {
+    {257, E2BIG}, {258, EFAULT}, {259, EINVAL}, {260, EINVAL}, {261, EOVERFLOW}, {513, EPERM},
+    {514, EACCES}, {515, EDEADLK}, {516, EWOULDBLOCK}, {517, EBUSY}, {518, ENXIO}, {519, EAGAIN},
+    {769, EINVAL}, {770, ENXIO}, {771, EINVAL}, {772, EALREADY}, {773, EINVAL}, {1025, ENODEV},
+    {1026, ENOSYS}, {1027, ENODEV}, {1028, EOPNOTSUPP}, {1029, ENOTSUP}, {1030, EINPROGRESS},
+    {1031, EALREADY}, {1032, ECANCELED}, {1033, EINTR}, {1034, ETIMEDOUT}, {1035, EINVAL},
+    {1036, ENODEV}, {1037, EOPNOTSUPP}, {1281, EILSEQ}, {1282, EILSEQ}, {1283, EILSEQ},
+    {1284, EOVERFLOW}, {1285, EINVAL}, {1286, EINVAL}, {1287, EINVAL}, {1288, EINVAL},
+    {1289, EINVAL}, {1290, EINVAL}, {1291, EINVAL}, {1292, EINVAL}, {1537, 80}, {1538, 81},
+    {1793, EDOM}, {1794, ERANGE}, {32769, EINVAL}, {32770, ESRCH}, {32771, ENOEXEC},
+    {32772, ECHILD}, {32773, ENOMEM}, {32774, 67}, {32775, EUSERS}, {32776, EDQUOT}, {33025, EIO},
+    {33026, ENXIO}, {33027, ENOTBLK}, {33028, ESPIPE}, {33029, ENOTBLK}, {33030, ENOSPC},
+    {33281, ENOENT}, {33282, EBADF}, {33283, EBUSY}, {33284, EEXIST}, {33285, EXDEV},
+    {33286, ENODEV}, {33287, ENOTDIR}, {33288, EISDIR}, {33289, ENFILE}, {33290, EMFILE},
+    {33291, ENOTTY}, {33292, ETXTBSY}, {33293, EFBIG}, {33294, ENOSPC}, {33295, ESPIPE},
+    {33296, EROFS}, {33297, EMLINK}, {33298, ELOOP}, {33299, ENAMETOOLONG}, {33300, ENOTEMPTY},
+    {33301, ENOLCK}, {33537, ENOTSOCK}, {33538, EDESTADDRREQ}, {33539, EMSGSIZE},
+    {33540, EPROTOTYPE}, {33541, ENOPROTOOPT}, {33542, EPROTONOSUPPORT}, {33543, ESOCKTNOSUPPORT},
+    {33544, EOPNOTSUPP}, {33545, EPFNOSUPPORT}, {33546, EAFNOSUPPORT}, {33547, EADDRINUSE},
+    {33548, EADDRNOTAVAIL}, {33549, ENETDOWN}, {33550, ENETUNREACH}, {33551, ENETRESET},
+    {33552, ECONNABORTED}, {33553, ECONNRESET}, {33554, ENOBUFS}, {33555, EISCONN},
+    {33556, ENOTCONN}, {33557, ESHUTDOWN}, {33558, ECONNREFUSED}, {33559, EHOSTDOWN},
+    {33560, EHOSTUNREACH}, {33561, EPIPE}, {33562, EBADMSG}, {49169, EINVAL}, {49170, ENOENT},
+    {49171, ENAMETOOLONG}, {49185, EINVAL}, {49186, ENOENT}, {49187, EEXIST}, {49201, EEXIST},
+    {49202, ENOENT}, {49203, ENODEV}, {49204, EISDIR}, {49205, ENOTDIR}, {49206, EINVAL},
+    {49207, ENOTEMPTY}, {49208, EINVAL}, {49209, EINVAL}, {49210, EINVAL}, {49211, EINVAL},
+    {49212, EINVAL}, {49213, ENOTSUP}, {49214, ENODEV}, {49215, ENODEV}, {49217, EINVAL},
+    {49218, EBUSY}, {49219, ENAMETOOLONG}
+};
+
+TEST(ErrorService, StatusToUnixGivesEveryCodesErrnoWhateverTheFacility) {
+    ASSERT_EQ(std::size(kErrnoOfCode), 131u);
+    for (const auto &c : kErrnoOfCode)
+        for (int32_t facility : {0, 104, 0x7FFF}) {
             const int64_t status = static_cast<int32_t>((uint32_t(facility) << 16) | c.code);
             EXPECT_EQ(VeskStatus2unix(nullptr, status), c.errnum) << c.code;
         }

@@ -5,7 +5,6 @@
 #include "fixture_module.h"
 
 #include <stddef.h>
-#include <stdio.h>
 
 FxSeen fx_seen;
 
@@ -60,46 +59,6 @@ static VESK_OPS_T(9) later_ops = {
     0, 9, {FX_ROWS_9},
 };
 
-/* ---- A tiny error service ---------------------------------------------------- */
-
-/* The few formats of the runtime's own reports that the tests read back. */
-static const struct {
-    int32_t code;
-    uint32_t variant;
-    const char *format;
-} err_formats[] = {
-    {VESK_CODE_INAPPROPRIATE, 5, "%d{%s}: inappropriate operation."},
-    {VESK_CODE_NOMATCH, 1, "%d: name does not match the name of any entry."},
-    {VESK_CODE_NOMATCH, 2, "%s: name does not match the name of any entry."},
-};
-
-static int64_t err_make(VeskClosure *cl, VeskErr *err, uint32_t info0, uint32_t info1,
-                        uint32_t info2, int32_t facility, int32_t code, int32_t syserr,
-                        uint32_t variant, va_list args) {
-    size_t i;
-    (void)cl;
-    err->info0 = info0;
-    err->info1 = info1;
-    err->info2 = info2;
-    err->status = (int32_t)(((uint32_t)facility << 16) | ((uint32_t)code & 0xFFFFu));
-    err->syserr = syserr;
-    err->variant = variant;
-    for (i = 0; i < sizeof err_formats / sizeof err_formats[0]; ++i) {
-        if (err_formats[i].code == code && err_formats[i].variant == variant) {
-            vsnprintf(err->msg, err->msgsize, err_formats[i].format, args);
-            return 0;
-        }
-    }
-    err->msg[0] = '\0';
-    return -1;
-}
-
-static VESK_OPS_T(5) err_ops = {
-    VESK_RECORD_INIT("operations/error/FxErr", "error/FxErr", "error",
-                     VESK_OID3(3, VESK_ERR_FAMILY, 1), NULL),
-    0, 5, {VESK_STDROWS_NONE, VESK_ROW(make, "error::make", err_make)},
-};
-
 /* ---- Classes ----------------------------------------------------------------- */
 
 #define FX_OID6(c0, c1, c2, c3, c4, c5) \
@@ -134,15 +93,6 @@ static struct {
      {VESK_SE_OWN(VESK_OID3(3, 1006, 6), 1, offsetof(FxGadget, pod), VESK_OPS(&inst_ops))}},
 };
 
-static struct {
-    VeskClass cls;
-    VESK_SEBLOCK_T(1) block;
-} errsvc = {
-    VESK_CLASS_INIT("objects/FxErrsvc", "FxErrsvc", "FxErrsvc", VESK_OID2(4, 902), NULL, 0),
-    {VESK_SEBLOCK_HEAD(1),
-     {VESK_SE_OWN(VESK_OID3(3, VESK_ERR_FAMILY, 1), 0, 0, VESK_OPS(&err_ops))}},
-};
-
 /* ---- The module -------------------------------------------------------------- */
 
 static struct fixture_module {
@@ -161,14 +111,12 @@ static struct fixture_module {
 VeskModule *const fx_module = &module.mod;
 VeskClass *const fx_widget = &widget.cls;
 VeskClass *const fx_gadget = &gadget.cls;
-VeskClass *const fx_errsvc = &errsvc.cls;
 VeskOps *const fx_cls_ops = VESK_OPS(&cls_ops);
 VeskOps *const fx_inst_ops = VESK_OPS(&inst_ops);
 VeskOps *const fx_short_ops = VESK_OPS(&short_ops);
 VeskOps *const fx_long_ops = VESK_OPS(&long_ops);
 VeskOps *const fx_first_ops = VESK_OPS(&first_ops);
 VeskOps *const fx_later_ops = VESK_OPS(&later_ops);
-VeskOps *const fx_err_ops = VESK_OPS(&err_ops);
 FxPod *const fx_widget_pod = &widget.pod;
 FxPod *const fx_module_pod = &module.pod;
 VeskSeblock *const fx_widget_block = VESK_SEBLOCK(&widget.block);
@@ -177,7 +125,7 @@ VeskSeblock *const fx_widget_block = VESK_SEBLOCK(&widget.block);
 
 static VeskOps *const all_ops[] = {
     VESK_OPS(&cls_ops),   VESK_OPS(&inst_ops),  VESK_OPS(&short_ops), VESK_OPS(&long_ops),
-    VESK_OPS(&first_ops), VESK_OPS(&later_ops), VESK_OPS(&err_ops),
+    VESK_OPS(&first_ops), VESK_OPS(&later_ops),
 };
 
 static const struct {
@@ -186,7 +134,6 @@ static const struct {
 } all_classes[] = {
     {&widget.cls, VESK_SEBLOCK(&widget.block)},
     {&gadget.cls, VESK_SEBLOCK(&gadget.block)},
-    {&errsvc.cls, VESK_SEBLOCK(&errsvc.block)},
 };
 
 #define FX_COUNT(a) (sizeof(a) / sizeof((a)[0]))

@@ -73,7 +73,6 @@ enum {
 extern VeskModule *const fx_module;
 extern VeskClass *const fx_widget;
 extern VeskClass *const fx_gadget;
-extern VeskClass *const fx_errsvc;
 
 extern VeskOps *const fx_cls_ops;   /* 3.901.1 */
 extern VeskOps *const fx_inst_ops;  /* 3.1006.6 */
@@ -81,7 +80,6 @@ extern VeskOps *const fx_short_ops; /* 3.902.1 */
 extern VeskOps *const fx_long_ops;  /* 3.902.2, on the module */
 extern VeskOps *const fx_first_ops; /* 3.903.1 */
 extern VeskOps *const fx_later_ops; /* 3.903.2 */
-extern VeskOps *const fx_err_ops;   /* 3.1008.1 */
 
 extern FxPod *const fx_widget_pod; /* the class POD of Widget */
 extern FxPod *const fx_module_pod; /* the module POD of LongProbe */

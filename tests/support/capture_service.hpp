@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "support/status.hpp"
 #include "vesk.h"
 
 namespace vesk_test {
@@ -96,13 +97,6 @@ struct DefaultService {
 };
 
 // A status record with a message buffer.
-struct Report {
-    char buf[128] = {};
-    VeskErr err{};
-    Report() {
-        err.msg = buf;
-        err.msgsize = sizeof buf;
-    }
-};
+using Report = Status;
 
 }  // namespace vesk_test

@@ -14,6 +14,8 @@
 // whose four service elements answer the key 3.1006 at the third.
 #include <benchmark/benchmark.h>
 
+#include "call_baselines.hpp"
+
 #include <atomic>
 #include <cstdint>
 
@@ -125,41 +127,9 @@ void lookupoporstub(benchmark::State &state) {
 
 // ---------------------------------------------------------------------------
 // The alternatives: a count behind a virtual call and behind a plain
-// function pointer. The callee is chosen at run time, so neither call can be
-// devirtualised or inlined.
+// function pointer (call_baselines.hpp).
 
-struct Counted {
-    virtual ~Counted() = default;
-    virtual int64_t retain_value(int64_t value) = 0;
-};
-
-class SharedCount final : public Counted {
-public:
-    int64_t retain_value(int64_t value) override {
-        if (value >= 0)
-            count_.store(static_cast<uint32_t>(value), std::memory_order_relaxed);
-        return count_.load(std::memory_order_relaxed);
-    }
-
-private:
-    std::atomic<uint32_t> count_{1};
-};
-
-class SoleCount final : public Counted {
-public:
-    int64_t retain_value(int64_t) override { return 1; }
-};
-
-using ValueFn = int64_t (*)(void *ctx, int64_t value);
-
-int64_t count_value(void *ctx, int64_t value) {
-    auto *count = static_cast<std::atomic<uint32_t> *>(ctx);
-    if (value >= 0)
-        count->store(static_cast<uint32_t>(value), std::memory_order_relaxed);
-    return count->load(std::memory_order_relaxed);
-}
-
-int64_t sole_value(void *, int64_t) { return 1; }
+using namespace vesk_bench;
 
 SharedCount g_shared;
 SoleCount g_sole;

@@ -12,6 +12,8 @@
 // 3.1930 second), and an instance in plain memory.
 #include <benchmark/benchmark.h>
 
+#include "call_baselines.hpp"
+
 #include <atomic>
 #include <cstdint>
 #include <string>
@@ -24,42 +26,7 @@ namespace {
 // The alternatives
 // ---------------------------------------------------------------------------
 
-// A reference count behind a virtual call. Two implementations exist, and the
-// object is picked at run time and hidden from the optimiser in every
-// iteration, so the call can't be devirtualised.
-struct Counted {
-    virtual ~Counted() = default;
-    virtual int64_t retain_value(int64_t value) = 0;
-};
-
-class SharedCount final : public Counted {
-public:
-    int64_t retain_value(int64_t value) override {
-        if (value >= 0)
-            count_.store(static_cast<uint32_t>(value), std::memory_order_relaxed);
-        return count_.load(std::memory_order_relaxed);
-    }
-
-private:
-    std::atomic<uint32_t> count_{1};
-};
-
-class SoleCount final : public Counted {
-public:
-    int64_t retain_value(int64_t) override { return 1; }
-};
-
-// The same count behind a plain function pointer.
-using ValueFn = int64_t (*)(void *ctx, int64_t value);
-
-int64_t count_value(void *ctx, int64_t value) {
-    auto *count = static_cast<std::atomic<uint32_t> *>(ctx);
-    if (value >= 0)
-        count->store(static_cast<uint32_t>(value), std::memory_order_relaxed);
-    return count->load(std::memory_order_relaxed);
-}
-
-int64_t sole_value(void *, int64_t) { return 1; }
+using namespace vesk_bench;
 
 // ---------------------------------------------------------------------------
 // The lookups

@@ -103,6 +103,13 @@ constexpr auto kLower = expand<count_of(kLowerRuns)>(kLowerRuns);
 constexpr auto kUpper = expand<count_of(kUpperRuns)>(kUpperRuns);
 static_assert(kLower.size() == 669 && kUpper.size() == 666);
 
+// The search by halves needs the runs written in ascending order.
+constexpr bool ascending(const auto &table) {
+    return std::is_sorted(table.begin(), table.end(),
+                          [](const Pair &a, const Pair &b) { return a.from < b.from; });
+}
+static_assert(ascending(kLower) && ascending(kUpper));
+
 template <size_t N>
 char16_t map(const std::array<Pair, N> &table, char16_t unit) {
     const auto it = std::lower_bound(table.begin(), table.end(), unit,

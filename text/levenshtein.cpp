@@ -1,7 +1,7 @@
 // Weighted edit distance in two rows. Up to 511 units on the right side the
 // rows lie on the stack; longer ones take a block from the allocator table.
 #include <algorithm>
-#include <cstring>
+#include <utility>
 
 #include "nu.h"
 #include "units.hpp"
@@ -30,6 +30,10 @@ int32_t distance(const Unit *s1, int64_t len1, const Unit *s2, int64_t len2, int
         return static_cast<int32_t>(static_cast<uint32_t>(n2) * static_cast<uint32_t>(ins));
     if (n2 == 0)
         return static_cast<int32_t>(static_cast<uint32_t>(n1) * static_cast<uint32_t>(del));
+    // A length no memory could hold would wrap the byte count and pass for
+    // a small one; it gets the answer of a failed allocation instead.
+    if (n2 >= SIZE_MAX / (2 * sizeof(uint32_t)))
+        return -1;
     const size_t bytes = 2 * (n2 + 1) * sizeof(uint32_t);
     uint32_t stack_rows[kStackBytes / sizeof(uint32_t)];
     uint32_t *rows = stack_rows;

@@ -71,6 +71,11 @@ TEST(Levenshtein, MatchesTheFullMatrixOnRandomPairsAndWeights) {
     EXPECT_EQ(NuLevenshtein("kitten", -1, "sitting", -1, 1, 1, 1), 3);
     EXPECT_EQ(NuLevenshtein("", -1, "abc", -1, 2, 1, 7), 6) << "inserting pays ins";
     EXPECT_EQ(NuLevenshtein("abc", -1, "", -1, 2, 1, 7), 21) << "deleting pays del";
+    // 16-bit units compare whole: these differ only in their high byte.
+    const char16_t high1[] = {0x0410, 0x0411, 0}, high2[] = {0x0510, 0x0411, 0};
+    EXPECT_EQ(NuWLevenshtein(high1, -1, high2, -1, 1, 3, 1), 2);
+    // A length whose rows no memory could hold fails without touching the text.
+    EXPECT_EQ(NuLevenshtein("a", 1, "b", int64_t(1) << 61, 1, 1, 1), -1);
 }
 
 TEST(ShellCompare, AgreesWithFnmatchOnStarsAndPlainCharacters) {

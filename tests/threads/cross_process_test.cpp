@@ -99,6 +99,10 @@ TEST(NamedPMutex, TheNextWaiterGetsItWhenTheOwnerIsKilled) {
     EXPECT_EQ(NuPMutexTrylock(m, nullptr), 1) << "consistent after the owner's death";
     NuPMutexUnlock(m, nullptr);
     NuPMutexDestroy(&m, nullptr);
+    // The killed child never gave its handle back, so the name stays behind.
+    const std::string path = "/dev/shm/vesk.mutex." + name;
+    EXPECT_EQ(access(path.c_str(), F_OK), 0);
+    shm_unlink(("/vesk.mutex." + name).c_str());
 }
 
 TEST(NamedPCond, ASignalFromAnotherProcessEndsTheWait) {
@@ -112,7 +116,9 @@ TEST(NamedPCond, ASignalFromAnotherProcessEndsTheWait) {
         NuPCond mine = open_named(NuPCondInit2, name);
         opened.open();
         usleep(50000);
-        _exit(NuPCondSignal(mine, nullptr) == 0 ? 0 : 1);
+        const bool sent = NuPCondSignal(mine, nullptr) == 0;
+        NuPCondDestroy(&mine, nullptr);  // else its open count would keep the name
+        _exit(sent ? 0 : 1);
     }
     opened.wait();
     NuPMutexLock(m, nullptr);
@@ -121,6 +127,8 @@ TEST(NamedPCond, ASignalFromAnotherProcessEndsTheWait) {
     EXPECT_EQ(exit_code_of(child), 0);
     NuPCondDestroy(&c, nullptr);
     NuPMutexDestroy(&m, nullptr);
+    const std::string path = "/dev/shm/vesk.event." + name;
+    EXPECT_NE(access(path.c_str(), F_OK), 0) << "both handles gone, the name too";
 }
 
 TEST(NamedPMutex, TheNameGoesWithTheLastHandle) {

@@ -79,7 +79,7 @@ public:
             pause_hint();
         }
     }
-    ~Locked() { word_.store(0, std::memory_order_release); }
+    ~Locked() { word_.exchange(0, std::memory_order_release); }
     Locked(const Locked &) = delete;
     Locked &operator=(const Locked &) = delete;
 
@@ -126,6 +126,18 @@ Granule *pop_free(NuZmalloc *z) {
         z->free.last = empty_mark(&z->free);
     add_free_count(z, -1);
     return g;
+}
+
+// Puts a granule back and ends its object's reference to the zone, which a
+// close would do; only the zone's last reference is left to a real close,
+// outside the lock, because that one destroys the zone. True then.
+bool give_back(NuZmalloc *z, Granule *g) {
+    push_free(z, g);
+    if (z->refs > 1) {
+        --z->refs;
+        return false;
+    }
+    return z->refs == 1;
 }
 
 void append_chunk(NuZmalloc *z, Chunk *c) {
@@ -341,7 +353,7 @@ VESK_API intptr_t _NuZmPtrRelease(void *object) {
     Granule *g = granule_of(object);
     auto *z = static_cast<NuZmalloc *>(g->link);
     const NuZmallocHook fini = z->uctx.release_fini;
-    bool counted;
+    bool last = false;
     {
         Locked locked(z);
         const intptr_t left = add_count(g, -1);
@@ -350,17 +362,14 @@ VESK_API intptr_t _NuZmPtrRelease(void *object) {
         // Without a hook to run in between, the granule goes back in the
         // same lock section.
         if (fini == nullptr)
-            push_free(z, g);
-        counted = z->refs > 0;
+            last = give_back(z, g);
     }
     if (fini != nullptr) {
         fini(z->uctx.user_data, object);
         Locked locked(z);
-        push_free(z, g);
-        counted = z->refs > 0;
+        last = give_back(z, g);
     }
-    // The object's reference to its zone is over.
-    if (counted)
+    if (last)
         _NuZmallocClose(z, 0, nullptr);
     return 0;
 }

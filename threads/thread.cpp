@@ -34,15 +34,17 @@ void let_go(ThreadRecord *r) {
 void *run(void *p) {
     auto *r = static_cast<ThreadRecord *>(p);
     current_record = r;
+    // The attributes' priority comes before the tid is published, so that a
+    // priority set through the handle meanwhile is never overwritten. Raising
+    // a priority needs privilege: refused, the thread keeps the one it
+    // inherited.
+    if (r->set_priority)
+        setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), r->nice);
     r->tid.store(gettid(), std::memory_order_release);
     pthread_mutex_lock(&r->gate_mutex);
     while (!r->gate_open)
         pthread_cond_wait(&r->gate_cond, &r->gate_mutex);
     pthread_mutex_unlock(&r->gate_mutex);
-    // Raising a priority needs privilege: refused, the thread keeps the
-    // priority it inherited.
-    if (r->set_priority)
-        setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), r->nice);
     r->exitcode = r->start(r->arg);
     current_record = nullptr;
     let_go(r);

@@ -1,10 +1,11 @@
-// Right-threaded tree against a model: long random runs of inserts, take-outs
+// Right-threaded tree. Against a model: long random runs of inserts, take-outs
 // and searches at every level of ownership, plain and balanced, with and
-// without duplicates, over plain words and over counted heap elements. After
-// every step the tree must hold what a std::multiset holds, in order, keep
-// every structural invariant, and have called dup and release exactly as
-// ownership says. Also here, since they need the same checker: balanced
-// shapes, copying, moving and destroying heads.
+// without duplicates, over plain words and over counted heap elements; after
+// every step the tree must hold what a std::multiset holds, keep every
+// structural invariant, and have called dup and release exactly as ownership
+// says. Then what callers rely on beyond the contents: balanced shapes,
+// copies, moves, destruction, the reports (facility 506), the depth limit of
+// the balanced forms, failing dup and allocator, walks and the dump.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -15,13 +16,16 @@
 #include <unordered_set>
 #include <vector>
 
+#include "support/status.hpp"
 #include "vesk.h"
 
 namespace {
 
-// ---------------------------------------------------------------------------
-// Counted elements: heap boxes holding a key; a null element sorts as key 0.
+using vesk_test::Status;
+constexpr int64_t status_of(int32_t code) { return int32_t((506u << 16) | uint32_t(code)); }
+const NuBtninfo *const kWords = &_G_default_btninfo_opv;
 
+// Counted elements: heap boxes holding a key; a null element sorts as key 0.
 struct Elem {
     uintptr_t key;
 };
@@ -54,7 +58,7 @@ struct Counting {
 // Node words are the keys themselves (stock table) or counted elements.
 struct Keys {
     bool boxed;
-    const NuBtninfo *table() const { return boxed ? &Counting::table : &_G_default_btninfo_opv; }
+    const NuBtninfo *table() const { return boxed ? &Counting::table : kWords; }
     uintptr_t key(uintptr_t data) const { return boxed ? key_of(data) : data; }
 };
 // The word that asks for `key`: for counted elements a probe that lives as long.
@@ -80,8 +84,7 @@ struct Shape {
 int collect(const NuRTBTNode *n, bool balanced, Shape &s, std::string &error) {
     if (s.inorder.size() > 100000)
         return error = "cycle", 0;
-    const unsigned allowed = NU_RTBT_RTHREAD | NU_RTBT_FIRST | NU_RTBT_LAST | NU_RTBT_BALANCE;
-    if (n->flags & ~allowed)
+    if (n->flags & ~(NU_RTBT_RTHREAD | NU_RTBT_FIRST | NU_RTBT_LAST | NU_RTBT_BALANCE))
         error = "flag bits the tree never sets";
     const int hl = n->left ? collect(n->left, balanced, s, error) : 0;
     s.inorder.push_back(n);
@@ -150,32 +153,41 @@ public:
             delete reinterpret_cast<OwnedNode *>(n);
     }
 
+    // A refusal names the level's parameter and leaves the caller's node as
+    // it was; a report is asked for at odd keys, so that both ways run.
     void insert(uintptr_t key) {
         const bool expected = p_.dups || !model_.count(key);
         const int dups0 = Counting::dups, releases0 = Counting::releases;
         const bool b = p_.balanced;
+        Status r;
+        VeskErr *const st = key % 2 ? &r.err : nullptr;
         bool ok;
         if (tree_owns()) {
             Request info(keys_, key);
             NuRTBTNode *n = (b ? NuRTBTInsert_b : NuRTBTInsert)(&tree_, keys_.table(), info.word,
-                                                                 p_.dups, nullptr);
+                                                                 p_.dups, st);
             ok = n && keys_.key(n->data) == key;
-            expect_calls(dups0 + 1, releases0 + !ok);
+            expect_calls(dups0 + 1, releases0 + !ok);  // a refused copy is given back
         } else {
             auto *o = new OwnedNode{{}, {key}};
             // Garbage in every field the tree must overwrite.
             o->node = {&o->node, &o->node, 0xFFFF, p_.boxed ? uintptr_t(&o->elem) : key};
             ok = p_.level == Level::node
                      ? (b ? NuRTBTInsnode_b : NuRTBTInsnode)(&tree_, keys_.table(), &o->node,
-                                                              p_.dups, nullptr) == &o->node
+                                                              p_.dups, st) == &o->node
                      : (b ? _NuRTBTLinknode_b : _NuRTBTLinknode)(
                            &tree_, keys_.table(), &o->node, p_.dups, &first_, &last_) == 0;
+            EXPECT_TRUE(ok || (o->node.left == &o->node && o->node.flags == 0xFFFF));
             ok ? void(owned_.insert(&o->node)) : delete o;
             expect_calls(dups0, releases0);
         }
         EXPECT_EQ(ok, expected) << "insert " << key;
         if (ok)
             model_.insert(key);
+        else if (st && p_.level != Level::link)
+            expect_refusal(r, 49201, std::string("The entry, pointed to by the parameter '") +
+                                         (tree_owns() ? "@user-info" : "@node") +
+                                         "', already exists.");
     }
 
     void take_out(uintptr_t key) {
@@ -184,11 +196,13 @@ public:
         const Request req(keys_, key);
         const NuBtninfo *tb = keys_.table();
         const bool b = p_.balanced;
+        Status r;
+        VeskErr *const st = key % 2 ? &r.err : nullptr;
         bool ok = false;
         if (p_.level == Level::element) {
-            ok = (b ? NuRTBTDelete_b : NuRTBTDelete)(&tree_, tb, req.word, nullptr) == 0;
+            ok = (b ? NuRTBTDelete_b : NuRTBTDelete)(&tree_, tb, req.word, st) == 0;
         } else if (p_.level == Level::detached) {
-            const uintptr_t e = (b ? NuRTBTRemove_b : NuRTBTRemove)(&tree_, tb, req.word, nullptr);
+            const uintptr_t e = (b ? NuRTBTRemove_b : NuRTBTRemove)(&tree_, tb, req.word, st);
             if ((ok = e != NU_RTBT_NOELEMENT)) {
                 EXPECT_EQ(keys_.key(e), key);
                 if (p_.boxed)
@@ -196,7 +210,7 @@ public:
             }
         } else {
             NuRTBTNode *n = p_.level == Level::node
-                                ? (b ? NuRTBTRmnode_b : NuRTBTRmnode)(&tree_, tb, req.word, nullptr)
+                                ? (b ? NuRTBTRmnode_b : NuRTBTRmnode)(&tree_, tb, req.word, st)
                                 : (b ? _NuRTBTUnlinknode_b : _NuRTBTUnlinknode)(
                                       &tree_, tb, req.word, &first_, &last_);
             if ((ok = n != nullptr)) {
@@ -209,22 +223,39 @@ public:
         expect_calls(dups0, releases0 + (ok && p_.level == Level::element));
         if (ok)
             model_.erase(model_.find(key));
+        else if (st && p_.level != Level::link)
+            expect_refusal(r, 49170, "@request: name does not match the name of any entry.");
     }
 
     void find(uintptr_t key) {
         const Request req(keys_, key);
-        const NuRTBTNode *n = NuRTBTFind(&tree_, keys_.table(), req.word, nullptr);
+        Status r;
+        const NuRTBTNode *n = NuRTBTFind(&tree_, keys_.table(), req.word, key % 2 ? &r.err : nullptr);
         EXPECT_EQ(n ? keys_.key(n->data) : ~key, model_.count(key) ? key : ~key) << "find";
+        if (!n && key % 2)
+            expect_refusal(r, 49170, "@request: name does not match the name of any entry.");
     }
 
+    // The link level writes the caller's first and last pointers when, and
+    // only when, that end of the order moves to another node: between steps
+    // they hold poison, which must stay where the end stayed.
     ::testing::AssertionResult sound() {
         Shape s;
         const uintptr_t count = p_.level == Level::link ? 0 : model_.size();
         auto r = check(tree_, keys_, p_.balanced, count, {model_.begin(), model_.end()}, &s);
-        if (r && p_.level == Level::link &&
-            (first_ != (s.inorder.empty() ? nullptr : s.inorder.front()) ||
-             last_ != (s.inorder.empty() ? nullptr : s.inorder.back())))
-            return ::testing::AssertionFailure() << "first/last pointers not kept";
+        if (r && p_.level == Level::link) {
+            const NuRTBTNode *ends[2] = {s.inorder.empty() ? nullptr : s.inorder.front(),
+                                         s.inorder.empty() ? nullptr : s.inorder.back()};
+            NuRTBTNode **ptrs[2] = {&first_, &last_};
+            for (int i = 0; i < 2; ++i) {
+                const bool written = *ptrs[i] != &poison_[i];
+                if (written != (ends[i] != ends_[i]) || (written && *ptrs[i] != ends[i]))
+                    r = ::testing::AssertionFailure() << (i ? "last" : "first") << " pointer "
+                                                      << (written ? "written" : "not written");
+                ends_[i] = ends[i];
+                *ptrs[i] = &poison_[i];
+            }
+        }
         if (r && p_.boxed && Counting::live != (tree_owns() ? int(model_.size()) : 0))
             return ::testing::AssertionFailure() << Counting::live << " live elements";
         return r;
@@ -237,6 +268,10 @@ public:
 
 private:
     bool tree_owns() const { return p_.level == Level::element || p_.level == Level::detached; }
+    static void expect_refusal(const Status &r, int32_t code, const std::string &text) {
+        EXPECT_TRUE(r.err.status == status_of(code) && r.err.syserr == 0) << r.err.status;
+        EXPECT_EQ(r.buf, text);
+    }
     void expect_calls(int dups, int releases) const {
         EXPECT_TRUE(!p_.boxed || (Counting::dups == dups && Counting::releases == releases))
             << "dup/release calls " << Counting::dups << "/" << Counting::releases
@@ -246,7 +281,9 @@ private:
     Param p_;
     Keys keys_;
     NuRTBT tree_;
-    NuRTBTNode *first_ = nullptr, *last_ = nullptr;
+    NuRTBTNode poison_[2] = {};
+    NuRTBTNode *first_ = &poison_[0], *last_ = &poison_[1];
+    const NuRTBTNode *ends_[2] = {};
     std::multiset<uintptr_t> model_;
     std::unordered_set<NuRTBTNode *> owned_;
 };
@@ -326,6 +363,7 @@ protected:
         (balanced ? NuRTBTDelete_b : NuRTBTDelete)(&tree, &Counting::table, uintptr_t(&probe),
                                                     nullptr);
     }
+    void renew() { NuRTBTDestroy(&tree, &Counting::table), NuRTBTInit(&tree); }
     static ::testing::AssertionResult sound(const NuRTBT &t, bool balanced, Shape *s = nullptr) {
         return check(t, Keys{true}, balanced, t.count, walk_keys(t, NU_BTWALK_INORDER), s);
     }
@@ -345,31 +383,22 @@ void expect_same_shape(const NuRTBTNode *a, const NuRTBTNode *b) {
         expect_same_shape(a->right, b->right);
 }
 
-TEST_F(TreeShape, AscendingBalancedInsertsBuildPerfectTrees) {
-    for (int levels = 1; levels <= 10; ++levels) {
-        for (uintptr_t k = 1; k < uintptr_t{1} << levels; ++k)
-            insert(k, true);
-        Shape s;
-        ASSERT_TRUE(sound(tree, true, &s));
-        EXPECT_EQ(s.inorder.size(), (size_t{1} << levels) - 1);
-        EXPECT_EQ(s.height, levels);
-        for (const NuRTBTNode *n : s.inorder)
-            EXPECT_EQ(bal(n), 0);
-        NuRTBTDestroy(&tree, &Counting::table);
-        NuRTBTInit(&tree);
-    }
-}
-
 // A thinned balanced tree copies node for node, balance factors included, so
 // the copy stays good for the balanced forms; a plain tree with runs of equal
 // elements keeps them where they were. dup runs once per element, in pre-order.
+// A copy of nothing or of an empty tree is an empty tree.
 TEST_F(TreeShape, CopyKeepsShapeAndDupsInPreorder) {
+    NuRTBT copy;
+    std::memset(&copy, 0xAB, sizeof copy);
+    EXPECT_EQ(NuRTBTInit_cp(&copy, nullptr, &Counting::table, nullptr), 0);
+    EXPECT_TRUE(sound(copy, true));
+    EXPECT_EQ(NuRTBTInit_cp(&copy, &tree, &Counting::table, nullptr), 0);
+    EXPECT_TRUE(sound(copy, true));
     std::mt19937_64 rng(7);
     for (bool balanced : {true, false}) {
         for (int i = 0; i < 400; ++i)
             i % 3 == 2 ? erase(rng() % 50, balanced) : insert(rng() % 50, balanced);
         Counting::dup_order.clear();
-        NuRTBT copy;
         ASSERT_EQ(NuRTBTInit_cp(&copy, &tree, &Counting::table, nullptr), 1);
         EXPECT_EQ(Counting::dup_order, walk_keys(tree, NU_BTWALK_PREORDER));
         ASSERT_TRUE(sound(copy, balanced));
@@ -381,31 +410,20 @@ TEST_F(TreeShape, CopyKeepsShapeAndDupsInPreorder) {
         for (int i = 0; i < 200; ++i)
             i % 2 ? erase(rng() % 50, balanced) : insert(rng() % 50, balanced);
         ASSERT_TRUE(sound(tree, balanced)) << "the copy does not stand on its own";
-        NuRTBTDestroy(&tree, &Counting::table);
-        NuRTBTInit(&tree);
+        renew();
     }
-}
-
-TEST_F(TreeShape, CopyOfNothingAndFailedCopy) {
-    NuRTBT copy;
-    std::memset(&copy, 0xAB, sizeof copy);
-    EXPECT_EQ(NuRTBTInit_cp(&copy, nullptr, &Counting::table, nullptr), 0);
-    EXPECT_TRUE(sound(copy, true));
-    EXPECT_EQ(NuRTBTInit_cp(&copy, &tree, &Counting::table, nullptr), 0);
-    EXPECT_TRUE(sound(copy, true));
 
     // The 8th dup fails: the seven made are released, the copy is emptied,
     // and dup's report comes back re-stamped with the tree's family.
     for (uintptr_t k = 1; k <= 20; ++k)
         insert(k, true);
     VeskErr err{};
+    const int releases = Counting::releases;
     Counting::fail_dup_at = 8;
     EXPECT_EQ(NuRTBTInit_cp(&copy, &tree, &Counting::table, &err), -1);
-    EXPECT_EQ(Counting::releases, 7);
-    EXPECT_EQ(Counting::live, 20);
+    EXPECT_TRUE(Counting::releases - releases == 7 && Counting::live == 20);
     EXPECT_TRUE(copy.root == nullptr && copy.count == 0);
-    EXPECT_EQ(err.status, (506 << 16) | 32773);
-    EXPECT_EQ(err.syserr, 12);
+    EXPECT_TRUE(err.status == status_of(32773) && err.syserr == 12 && err.variant == 1);
 }
 
 // The last node's thread is the one link to the head, so a move re-threads it.
@@ -468,6 +486,194 @@ TEST_F(TreeShape, DestroyReleasesCountedNodesOnly) {
     for (uintptr_t e : elements)
         Counting::drop(e);
     NuRTBTInit(&tree);
+}
+
+// Null elements call neither dup nor release (Counting checks that); a
+// detaching take-out returns one as a success and tells failure by all ones.
+// A failing dup's report stays, re-stamped with the tree's family.
+TEST_F(TreeShape, NullElementsAndAFailingDup) {
+    for (bool b : {false, true}) {
+        auto insert = b ? NuRTBTInsert_b : NuRTBTInsert;
+        auto remove = b ? NuRTBTRemove_b : NuRTBTRemove;
+        auto erase = b ? NuRTBTDelete_b : NuRTBTDelete;
+        Elem seven{7}, six{6};
+        ASSERT_TRUE(insert(&tree, &Counting::table, 0, 1, nullptr) &&
+                    insert(&tree, &Counting::table, 0, 1, nullptr));
+        ASSERT_TRUE(insert(&tree, &Counting::table, uintptr_t(&seven), 1, nullptr));
+        EXPECT_EQ(remove(&tree, &Counting::table, 0, nullptr), 0u);
+        EXPECT_EQ(erase(&tree, &Counting::table, 0, nullptr), 0);
+        EXPECT_EQ(remove(&tree, &Counting::table, 0, nullptr), NU_RTBT_NOELEMENT);
+        EXPECT_EQ(Counting::releases, b ? 1 : 0);
+
+        Counting::fail_dup_at = 1;
+        VeskErr err{};
+        EXPECT_EQ(insert(&tree, &Counting::table, uintptr_t(&six), 0, &err), nullptr);
+        EXPECT_TRUE(err.status == status_of(32773) && err.syserr == 12 && err.variant == 1);
+        EXPECT_EQ(Counting::releases, b ? 1 : 0);
+        EXPECT_EQ(tree.count, 1u);
+        EXPECT_EQ(erase(&tree, &Counting::table, uintptr_t(&seven), nullptr), 0);
+        EXPECT_EQ(Counting::dups + Counting::releases, b ? 6 : 3);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Reports, on plain words.
+
+class WordTree : public ::testing::Test {
+protected:
+    void SetUp() override { NuRTBTInit(&tree); }
+    void TearDown() override { NuRTBTDestroy(&tree, kWords); }
+    void fill(std::initializer_list<uintptr_t> keys, bool balanced = false) {
+        for (uintptr_t k : keys)
+            ASSERT_TRUE((balanced ? NuRTBTInsert_b : NuRTBTInsert)(&tree, kWords, k, 1, nullptr));
+    }
+    size_t size() const {  // along the threads, from the leftmost node
+        const NuRTBTNode *p = tree.root;
+        size_t n = 0;
+        while (p && p->left)
+            p = p->left;
+        for (; p && p != static_cast<const void *>(&tree); ++n)
+            if (p->flags & NU_RTBT_RTHREAD)
+                p = p->right;
+            else
+                for (p = p->right; p->left;)
+                    p = p->left;
+        return n;
+    }
+    NuRTBT tree;
+};
+
+// The balanced descent stops 48 levels below the root. Only the plain form can
+// build a chain that deep, so the limit is reached through one.
+TEST_F(WordTree, BalancedFormsStopAtTheDepthLimit) {
+    for (uintptr_t k = 1; k <= NU_RTBT_MAXDEPTH; ++k)  // depths 0 to 47
+        fill({k});
+    NuRTBTNode deepest{nullptr, nullptr, 0, NU_RTBT_MAXDEPTH + 1};
+    ASSERT_EQ(_NuRTBTLinknode_b(&tree, kWords, &deepest, 0, nullptr, nullptr), 0) << "depth 48";
+
+    const uintptr_t beyond = NU_RTBT_MAXDEPTH + 2;
+    VeskErr e1{}, e2{}, e3{};
+    EXPECT_EQ(NuRTBTInsert_b(&tree, kWords, beyond, 0, &e1), nullptr);
+    NuRTBTNode node{nullptr, nullptr, 0, beyond};
+    EXPECT_EQ(NuRTBTInsnode_b(&tree, kWords, &node, 1, &e2), nullptr);
+    EXPECT_EQ(_NuRTBTLinknode_b(&tree, kWords, &node, 1, nullptr, nullptr), -1);
+    for (const VeskErr &e : {e1, e2})
+        EXPECT_TRUE(e.status == status_of(49219) && e.variant == 0) << e.status;
+
+    // A balanced removal refuses a tree deeper than it can build, rather than
+    // overrun its path, and changes nothing.
+    ASSERT_TRUE(NuRTBTInsert(&tree, kWords, beyond, 0, nullptr));  // depth 49
+    EXPECT_EQ(NuRTBTDelete_b(&tree, kWords, beyond, &e3), -1);
+    EXPECT_EQ(e3.status, status_of(49219));
+    EXPECT_EQ(_NuRTBTUnlinknode_b(&tree, kWords, NU_RTBT_MAXDEPTH + 1, nullptr, nullptr), nullptr);
+    EXPECT_EQ(size(), size_t{NU_RTBT_MAXDEPTH + 2});
+    // The plain forms know no limit.
+    EXPECT_EQ(NuRTBTDelete(&tree, kWords, beyond, nullptr), 0);
+    EXPECT_EQ(_NuRTBTUnlinknode(&tree, kWords, NU_RTBT_MAXDEPTH + 1, nullptr, nullptr), &deepest);
+}
+
+// A failing allocator can be installed only before the process first
+// allocates, so this runs in a fresh process of its own.
+TEST(TreeAllocation, FailuresAreReportedWithTheTreeFamily) {
+    vesk_test::expect_in_fresh_process([] {
+        const NuMallocOpv failing = {[](size_t) -> void * { return nullptr; },
+                                     [](size_t, size_t) -> void * { return nullptr; }, nullptr,
+                                     nullptr};
+        CHILD_CHECK(_NuMallocOpv(&failing, nullptr) == 0);
+        const std::string tail = ": operation failure: can not perform local memory allocation.";
+        Status head;
+        CHILD_CHECK(NuRTBTCreate(&head.err) == nullptr && head.err.status == status_of(32773));
+        CHILD_CHECK(head.buf == "_S_malloc.mm_alloc" + tail);
+        NuRTBT tree;
+        NuRTBTInit(&tree);
+        Counting::reset();
+        for (auto insert : {NuRTBTInsert, NuRTBTInsert_b}) {
+            Elem one{1};
+            Status node;
+            CHILD_CHECK(insert(&tree, &Counting::table, uintptr_t(&one), 0, &node.err) == nullptr);
+            CHILD_CHECK(node.err.status == status_of(32773) &&
+                        node.buf == "_S_malloc.mm_calloc" + tail);
+        }
+        CHILD_CHECK(Counting::dups == 0 && tree.root == nullptr && tree.count == 0);
+    });
+}
+
+// ---------------------------------------------------------------------------
+// Search among equals, walks and the dump.
+
+// Equal elements go right of one another; a search finds the one nearest the root.
+TEST_F(WordTree, DuplicatesLineUpToTheRight) {
+    fill({5, 5, 5});
+    EXPECT_EQ(NuRTBTFind(&tree, kWords, 5, nullptr), tree.root);
+    EXPECT_TRUE(tree.root->left == nullptr && tree.root->right->data == 5u);
+}
+
+struct Visits {
+    std::vector<uintptr_t> seen;
+    int64_t stop_at_third = 1;  // the third call's result; 1 lets the walk go on
+    static int64_t fn(uintptr_t element, void *argument, void *context, VeskErr *status) {
+        auto *v = static_cast<Visits *>(context);
+        EXPECT_TRUE(argument == &v->seen && status == reinterpret_cast<VeskErr *>(8));
+        v->seen.push_back(element);
+        return v->seen.size() == 3 && v->stop_at_third < 1 ? v->stop_at_third
+                                                           : int64_t(element) + 100;
+    }
+    int64_t walk(const NuRTBT &tree, int order) {
+        seen.clear();
+        return NuBTWalk(&tree, &seen, order, fn, this, reinterpret_cast<VeskErr *>(8));
+    }
+};
+
+TEST_F(WordTree, WalkOrdersAndResults) {
+    Visits v;
+    EXPECT_EQ(v.walk(tree, NU_BTWALK_INORDER), 1) << "an empty tree gives 1";
+    EXPECT_TRUE(v.seen.empty());
+
+    fill({4, 2, 6, 1, 3, 5, 7});
+    using W = std::vector<uintptr_t>;
+    EXPECT_EQ(v.walk(tree, NU_BTWALK_PREORDER), 107) << "the last result";
+    EXPECT_EQ(v.seen, (W{4, 2, 1, 3, 6, 5, 7}));
+    EXPECT_EQ(v.walk(tree, NU_BTWALK_POSTORDER), 104);
+    EXPECT_EQ(v.seen, (W{1, 3, 2, 5, 7, 6, 4}));
+    EXPECT_EQ(v.walk(tree, 99), 107) << "other orders walk in order";
+    EXPECT_EQ(v.seen, (W{1, 2, 3, 4, 5, 6, 7}));
+
+    // A result of 0 or below stops the whole walk, which then gives 0.
+    for (int64_t stop : {-1, 0, -7}) {
+        v.stop_at_third = stop;
+        for (int order : {NU_BTWALK_PREORDER, NU_BTWALK_POSTORDER, NU_BTWALK_INORDER}) {
+            EXPECT_EQ(v.walk(tree, order), 0) << "stop " << stop << ", order " << order;
+            EXPECT_EQ(v.seen.size(), 3u);
+        }
+    }
+
+    // Trees of the same node family may keep left threads; walks skip them.
+    NuRTBTNode *six = tree.root->right;
+    NuRTBTNode *const five = six->left;
+    six->left = tree.root;
+    six->flags = uint16_t(six->flags | NU_RTBT_LTHREAD);
+    v.stop_at_third = 1;
+    v.walk(tree, NU_BTWALK_POSTORDER);
+    EXPECT_EQ(v.seen, (W{1, 3, 2, 7, 6, 4}));
+    six->left = five;
+    six->flags = uint16_t(six->flags & ~NU_RTBT_LTHREAD);
+}
+
+// Node, then its right subtree a level down, then its left; every missing
+// child is a call with element 0 at its level.
+TEST_F(WordTree, DumpCallSequence) {
+    using Calls = std::vector<std::pair<uintptr_t, int32_t>>;
+    NuBtninfo table = _G_default_btninfo_opv;
+    table.dump = [](void *calls, uintptr_t element, int32_t level) {
+        static_cast<Calls *>(calls)->emplace_back(element, level);
+    };
+    Calls calls;
+    NuRTBTDump(&tree, &table, &calls);
+    EXPECT_TRUE(calls.empty()) << "empty tree";
+    fill({4, 2, 6, 5});
+    NuRTBTDump(&tree, &table, nullptr);  // no context: nothing
+    NuRTBTDump(&tree, &table, &calls);
+    EXPECT_EQ(calls, (Calls{{4, 0}, {6, 1}, {0, 2}, {5, 2}, {0, 3}, {0, 3}, {2, 1}, {0, 2}, {0, 2}}));
 }
 
 }  // namespace

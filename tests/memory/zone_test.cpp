@@ -21,16 +21,8 @@ struct Heap {
     static inline int callocs = 0, frees = 0;
     static inline bool fail = false;
     static void *alloc(size_t n) { return fail ? nullptr : std::malloc(n); }
-    static void *calloc(size_t c, size_t n) {
-        if (fail)
-            return nullptr;
-        ++callocs;
-        return std::calloc(c, n);
-    }
-    static void free(void *p) {
-        ++frees;
-        std::free(p);
-    }
+    static void *calloc(size_t c, size_t n) { return fail ? nullptr : (++callocs, std::calloc(c, n)); }
+    static void free(void *p) { ++frees, std::free(p); }
     static constexpr NuMallocOpv table = {alloc, calloc, nullptr, free};
     static void reset() { callocs = frees = 0, fail = false; }
 };
@@ -79,8 +71,7 @@ TEST(Zone, HooksRunAtTheirMomentsAndRetainsDelayTheRelease) {
     const NuZmallocUctx u = h.uctx();
     NuZmalloc *z = _NuZmallocOpen(nullptr, nullptr, &u, 4, 16, nullptr);
     void *a = _NuZmallocGet(z, nullptr);
-    EXPECT_EQ(h.once_init, 1);
-    EXPECT_EQ(h.get_init, 1);
+    EXPECT_TRUE(h.once_init == 1 && h.get_init == 1);
     EXPECT_EQ(_NuZmPtrRetain(a), 2);
     EXPECT_EQ(_NuZmPtrRelease(a), 1);
     EXPECT_EQ(h.release_fini, 0) << "still referenced";
@@ -97,15 +88,12 @@ TEST(Zone, HooksRunAtTheirMomentsAndRetainsDelayTheRelease) {
     EXPECT_EQ(_NuZmPtrRelease(b), 0);  // the last one ends the zone (ASan: nothing leaks)
     EXPECT_EQ(h.once_fini, 2);
     EXPECT_EQ(h.release_fini, 3);
-}
 
-TEST(Zone, ForcedCloseRunsTheHooksOfObjectsStillOut) {
-    Hooks h;
-    const NuZmallocUctx u = h.uctx();
-    NuZmalloc *z = _NuZmallocOpen(nullptr, nullptr, &u, 8, 16, nullptr);
+    // A forced close runs the hooks of objects still out.
+    h = {};
+    z = _NuZmallocOpen(nullptr, nullptr, &u, 8, 16, nullptr);
     _NuZmallocGet(z, nullptr);
-    void *given_back = _NuZmallocGet(z, nullptr);
-    _NuZmPtrRelease(given_back);
+    _NuZmPtrRelease(_NuZmallocGet(z, nullptr));
     EXPECT_EQ(_NuZmallocClose(z, NU_ZMALLOC_DESTROY_NOW, nullptr), 0);
     EXPECT_EQ(h.release_fini, 2) << "one at its release, one at the end";
     EXPECT_EQ(h.once_fini, 2) << "both granules were out once";

@@ -10,8 +10,8 @@
 #include <climits>
 #include <functional>
 #include <optional>
-#include <utility>
 #include <thread>
+#include <utility>
 
 #include "nu.h"
 #include "os/time.hpp"
@@ -50,85 +50,49 @@ TEST(Sleep, MillisecondsOfEachForm) {
         EXPECT_EQ(sleep_ms_for_timespec(in), ms) << in.tv_sec << "." << in.tv_nsec;
 }
 
+// Each form sleeps by its own rule: seconds, milliseconds, at least one for
+// the finer forms, and a timespec's remainder zeroed first.
 TEST(Sleep, LastsAtLeastTheRequest) {
     timespec remainder{9, 9};
-    const struct {
-        const char *what;
-        int64_t at_least_ns;
-        std::function<int64_t(VeskErr *)> call;
-    } cases[] = {
-        {"NuSleep(0) gives up the processor", 0, [](VeskErr *e) { return NuSleep(0, e); }},
-        {"NuMsleep(0)", 0, [](VeskErr *e) { return NuMsleep(0, e); }},
-        {"NuSleep(1)", 1'000'000'000, [](VeskErr *e) { return NuSleep(1, e); }},
-        {"NuMsleep(30)", 30'000'000, [](VeskErr *e) { return NuMsleep(30, e); }},
-        {"msleep(20)", 20'000'000, [](VeskErr *) { return int64_t{msleep(20)}; }},
-        {"NuUsleep(500)", 1'000'000, [](VeskErr *e) { return NuUsleep(500, e); }},
-        {"NuUsleep(25000)", 25'000'000, [](VeskErr *e) { return NuUsleep(25'000, e); }},
-        {"NuNanosleep of zero", 1'000'000,
-         [&](VeskErr *e) {
+    const std::pair<int64_t, std::function<int64_t(VeskErr *)>> cases[] = {
+        {0, [](VeskErr *e) { return NuSleep(0, e); }},  // gives up the processor
+        {1'000'000'000, [](VeskErr *e) { return NuSleep(1, e); }},
+        {30'000'000, [](VeskErr *e) { return NuMsleep(30, e); }},
+        {20'000'000, [](VeskErr *) { return int64_t{msleep(20)}; }},
+        {1'000'000, [](VeskErr *e) { return NuUsleep(500, e); }},
+        {1'000'000, [&](VeskErr *e) {
              const timespec zero{0, 0};
              return NuNanosleep(&zero, &remainder, e);
          }},
-        {"NuNanosleep of 30 ms", 30'000'000,
-         [&](VeskErr *e) {
+        {30'000'000, [&](VeskErr *e) {
              const timespec request{0, 30'000'000};
              return NuNanosleep(&request, &remainder, e);
          }},
     };
-    for (const auto &c : cases) {
+    for (const auto &[at_least_ns, call] : cases) {
+        SCOPED_TRACE(at_least_ns);
         VeskErr err{};
         err.status = 0x5EED;
         const int64_t start = monotonic_ns();
-        EXPECT_EQ(c.call(&err), 0) << c.what;
-        EXPECT_GE(monotonic_ns() - start, c.at_least_ns) << c.what;
-        EXPECT_EQ(err.status, 0x5EED) << c.what << " reported on success";
+        EXPECT_EQ(call(&err), 0);
+        EXPECT_GE(monotonic_ns() - start, at_least_ns);
+        EXPECT_EQ(err.status, 0x5EED) << "reported on success";
     }
-    EXPECT_EQ(remainder.tv_sec, 0);
-    EXPECT_EQ(remainder.tv_nsec, 0);
+    EXPECT_TRUE(remainder.tv_sec == 0 && remainder.tv_nsec == 0);
 }
 
 std::atomic<int> signals_seen{0};
-void count_signal(int) { signals_seen.fetch_add(1); }
 
-// A sleep on another thread, poked with SIGUSR1 until it returns. The first
-// signal may come before the sleep begins, so the pokes go on.
-struct Interrupted {
-    int64_t result = 0;
-    int errnum = 0;
-    int64_t status = 0;
-};
-Interrupted interrupt(const std::function<int64_t(VeskErr *)> &sleep) {
+// Each sleep on a thread of its own, poked with SIGUSR1 (no SA_RESTART) until
+// it returns; the first signal may come before the sleep begins.
+TEST(Sleep, SignalCutsItShortWithEintr) {
     struct sigaction action {}, old{};
-    action.sa_handler = count_signal; // no SA_RESTART
+    action.sa_handler = [](int) { signals_seen.fetch_add(1); };
     sigemptyset(&action.sa_mask);
     sigaction(SIGUSR1, &action, &old);
-    Interrupted out;
-    std::atomic<bool> done{false};
-    std::thread sleeper([&] {
-        VeskErr err{};
-        err.status = 0x5EED;
-        out.result = sleep(&err);
-        out.errnum = errno;
-        out.status = err.status;
-        done.store(true);
-    });
-    while (!done.load()) {
-        pthread_kill(sleeper.native_handle(), SIGUSR1);
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    sleeper.join();
-    sigaction(SIGUSR1, &old, nullptr);
-    return out;
-}
-
-TEST(Sleep, SignalCutsItShortWithEintr) {
     timespec remainder{};
-    const struct {
-        const char *what;
-        std::function<int64_t(VeskErr *)> call;
-    } cases[] = {
+    const std::pair<const char *, std::function<int64_t(VeskErr *)>> cases[] = {
         {"NuSleep", [](VeskErr *e) { return NuSleep(600, e); }},
-        {"NuMsleep", [](VeskErr *e) { return NuMsleep(600'000, e); }},
         {"NuMsleep without limit", [](VeskErr *e) { return NuMsleep(0xFFFFFFFF, e); }},
         {"msleep without limit", [](VeskErr *) { return int64_t{msleep(0xFFFFFFFF)}; }},
         {"NuNanosleep", [&](VeskErr *e) {
@@ -136,12 +100,28 @@ TEST(Sleep, SignalCutsItShortWithEintr) {
              return NuNanosleep(&request, &remainder, e);
          }},
     };
-    for (const auto &c : cases) {
-        const Interrupted got = interrupt(c.call);
-        EXPECT_EQ(got.result, -1) << c.what;
-        EXPECT_EQ(got.errnum, EINTR) << c.what;
-        EXPECT_EQ(got.status, 0x5EED) << c.what << ": an interruption is not reported";
+    for (const auto &[what, call] : cases) {
+        SCOPED_TRACE(what);
+        int64_t result = 0;
+        int errnum = 0;
+        VeskErr err{};
+        err.status = 0x5EED;
+        std::atomic<bool> done{false};
+        std::thread sleeper([&] {
+            result = call(&err);
+            errnum = errno;
+            done.store(true);
+        });
+        while (!done.load()) {
+            pthread_kill(sleeper.native_handle(), SIGUSR1);
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        sleeper.join();
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(errnum, EINTR);
+        EXPECT_EQ(err.status, 0x5EED) << "an interruption is not reported";
     }
+    sigaction(SIGUSR1, &old, nullptr);
     // What was left of the sleep, as nanosleep gives it.
     EXPECT_GT(remainder.tv_sec * 1'000'000'000 + remainder.tv_nsec, 0);
     EXPECT_LE(remainder.tv_sec, 600);

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <ctime>
 
 #include "nu.h"
@@ -13,9 +14,7 @@ namespace {
 constexpr int64_t kUs = 1'000'000;
 
 bool same(const NuW32SystemTime &a, const NuW32SystemTime &b) {
-    return a.wYear == b.wYear && a.wMonth == b.wMonth && a.wDayOfWeek == b.wDayOfWeek &&
-           a.wDay == b.wDay && a.wHour == b.wHour && a.wMinute == b.wMinute &&
-           a.wSecond == b.wSecond && a.wMilliseconds == b.wMilliseconds;
+    return std::memcmp(&a, &b, sizeof a) == 0;  // eight 16-bit fields, no padding
 }
 
 TEST(FileTime, KnownInstants) {

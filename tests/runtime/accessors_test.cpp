@@ -1,4 +1,6 @@
-// Accessors and the ordering of objects, from every form of object.
+// Identifiers and the accessors of objects: the prefix comparison and the
+// total order of identifiers, what every form of object answers, and the
+// ordering of objects.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -10,7 +12,47 @@ namespace {
 
 using namespace vesk_test;
 
-// A string result that may be null, comparable in one expectation.
+TEST(Oid, ComparisonTable) {
+    const struct {
+        const char *what;
+        VeskOid a, b;
+        int32_t prefix, total;  // VeskOidcmp(a, b), VeskOidlcmp(a, b)
+    } cases[] = {
+        {"equal", key(0, {3, 1006}), key(0, {3, 1006}), 0, 0},
+        {"primary differs", key(0, {3, 1006}), key(0, {3, 1008}), -2, -2},
+        {"category decides first", key(0, {4, 900}), key(0, {3, 1900}), 1, 1},
+        {"shorter is a prefix, sorts first", key(0, {3, 1006}), key(0, {3, 1006, 6}), 0, -6},
+        {"prefix rule reaches the last component", key(0, {3, 904, 1, 2, 3}),
+         key(0, {3, 904, 1, 2, 3, 9}), 0, -9},
+        {"full length, last component differs", key(0, {3, 904, 1, 2, 3, 4}),
+         key(0, {3, 904, 1, 2, 3, 9}), -5, -5},
+        {"wildcard on the left", key(0, {3, 0, 5}), key(0, {3, 77, 5}), 0, 0},
+        {"wildcard on the right", key(0, {3, 1, 7}), key(0, {3, 1, 0}), 0, 0},
+        {"wildcard, then a later difference", key(0, {3, 0, 5}), key(0, {3, 9, 6}), -1, -1},
+        {"wildcard, then the longer one's next decides", key(0, {3, 5}), key(0, {3, 0, 9}), 0, -9},
+        {"next component of the longer is a wildcard", key(0, {3, 1006}), key(0, {3, 1006, 0}),
+         0, 0},
+        {"only the next component decides", key(0, {3, 1006}), key(0, {3, 1006, 0, 4}), 0, 0},
+        {"opnum never matters", key(1, {3, 1006}), key(900, {3, 1006}), 0, 0},
+        {"opnum never matters in a difference", key(900, {3, 7}), key(1, {3, 9}), -2, -2},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(VeskOidcmp(&c.a, &c.b), c.prefix);
+        EXPECT_EQ(VeskOidlcmp(&c.a, &c.b), c.total);
+        // Swapping the arguments negates the result exactly.
+        EXPECT_EQ(VeskOidcmp(&c.b, &c.a), -c.prefix);
+        EXPECT_EQ(VeskOidlcmp(&c.b, &c.a), -c.total);
+    }
+    // Components past the count are not read.
+    VeskOid a = key(0, {3, 1006}), b = key(0, {3, 1006});
+    a.comp[2] = 7;
+    b.comp[2] = 9;
+    EXPECT_TRUE(VeskOidcmp(&a, &b) == 0 && VeskOidlcmp(&a, &b) == 0);
+    b.count = 3;  // now b's third component is in use and decides the order
+    EXPECT_TRUE(VeskOidcmp(&a, &b) == 0 && VeskOidlcmp(&a, &b) == -9);
+}
+
 std::string str(const char *s) { return s != nullptr ? s : "(null)"; }
 
 struct Expect {
@@ -22,8 +64,13 @@ struct Expect {
     int32_t instcount;
     const char *longkey, *shortkey, *name;
     int32_t category, primid;
-    VeskOid oid; // count 0: VeskObjectOID finds nothing
+    VeskOid oid;  // count 0: VeskObjectOID finds nothing
 };
+
+// Nothing climbs on from a record without flag 0x0100, and it shows no identity.
+Expect nothing(const char *what, const void *obj) {
+    return {what, obj, nullptr, nullptr, nullptr, nullptr, 0, 0, nullptr, nullptr, nullptr, -1, -1, {}};
+}
 
 void check(const Expect &e) {
     SCOPED_TRACE(e.what);
@@ -44,64 +91,52 @@ void check(const Expect &e) {
     fill_pattern(buf);
     const VeskOid *got = VeskObjectOID(e.obj, &buf);
     if (e.oid.count == 0) {
-        EXPECT_EQ(got, nullptr);
-        EXPECT_TRUE(untouched(buf));
+        EXPECT_TRUE(got == nullptr && untouched(buf));
         return;
     }
     ASSERT_EQ(got, &buf);
-    EXPECT_EQ(buf.count, e.oid.count);
-    EXPECT_EQ(buf.opnum, VESK_OPNUM_NONE);
+    EXPECT_TRUE(buf.count == e.oid.count && buf.opnum == VESK_OPNUM_NONE);
     for (unsigned i = 0; i < VESK_OID_MAXCOMP; ++i)
         EXPECT_EQ(buf.comp[i], i < e.oid.count ? e.oid.comp[i] : 0xA5A5) << "component " << i;
 }
 
-class Accessors : public Linked {};
+using Accessors = Linked;
 
 TEST_F(Accessors, FromEveryFormOfObject) {
     fx_widget->rec.holds = 3;
-    VeskSeobj on_instance = bound_to_counter();
-    VeskSeobj on_class{};
+    VeskSeobj on_instance = bound_to_counter(), on_class{};
     const VeskOid cls_key = key(0, {3, 901});
     ASSERT_NE(VeskSeobject(fx_widget, &cls_key, &on_class, nullptr), nullptr);
 
     const VeskModule *m = fx_module;
     const VeskClass *c = fx_widget;
     const uint32_t size = sizeof(FxWidget);
-    const VeskOid widget_oid = key(0, {4, 900});
+    const VeskOid widget = key(0, {4, 900});
     const Expect cases[] = {
-        {"instance", &w, c, c, m, m, size, 3, "objects/Widget", "Widget", "Widget", 4, 900,
-         widget_oid},
-        {"class", c, c, nullptr, m, m, size, 3, "objects/Widget", "Widget", "Widget", 4, 900,
-         widget_oid},
-        {"operation set", fx_cls_ops, nullptr, nullptr, m, m, 0, 0,
-         "operations/widget/WidgetCls", "widget/WidgetCls", "widget", 3, 901,
-         key(0, {3, 901, 1})},
-        {"module", m, nullptr, nullptr, m, nullptr, 0, 0, "modules/fixture", "fixture",
-         "fixture", 5, 900, key(0, {5, 900})},
-        {"reference to an instance", &on_instance, c, c, m, m, size, 3, "objects/Widget",
-         "Widget", "Widget", 4, 900, widget_oid},
-        {"reference to a class", &on_class, c, nullptr, m, m, size, 3, "objects/Widget",
-         "Widget", "Widget", 4, 900, widget_oid},
+        {"instance", &w, c, c, m, m, size, 3, "objects/Widget", "Widget", "Widget", 4, 900, widget},
+        {"class", c, c, nullptr, m, m, size, 3, "objects/Widget", "Widget", "Widget", 4, 900, widget},
+        {"operation set", fx_cls_ops, nullptr, nullptr, m, m, 0, 0, "operations/widget/WidgetCls",
+         "widget/WidgetCls", "widget", 3, 901, key(0, {3, 901, 1})},
+        {"module", m, nullptr, nullptr, m, nullptr, 0, 0, "modules/fixture", "fixture", "fixture",
+         5, 900, key(0, {5, 900})},
+        {"reference to an instance", &on_instance, c, c, m, m, size, 3, "objects/Widget", "Widget",
+         "Widget", 4, 900, widget},
+        {"reference to a class", &on_class, c, nullptr, m, m, size, 3, "objects/Widget", "Widget",
+         "Widget", 4, 900, widget},
     };
     for (const Expect &e : cases)
         check(e);
     fx_widget->rec.holds = 0;
-
-    // Without flag 0x0100 nothing climbs on from a record.
     w.head.flags = 0;
-    check({"instance without 0x0100", &w, nullptr, nullptr, nullptr, nullptr, 0, 0, nullptr,
-           nullptr, nullptr, -1, -1, {}});
+    check(nothing("instance without 0x0100", &w));
 }
 
+// Before linking, a static record is kind 0 without flags.
 TEST(AccessorsUnlinked, StaticRecordAnswersNothing) {
-    // Before linking, a static record is kind 0 without flags: no walk goes
-    // on from it and it shows no identity.
     FxWidget w;
-    fx_widget_init(&w, 0);
-    check({"unlinked class", fx_widget, nullptr, nullptr, nullptr, nullptr, 0, 0, nullptr,
-           nullptr, nullptr, -1, -1, {}});
-    check({"instance of an unlinked class", &w, nullptr, nullptr, nullptr, nullptr, 0, 0,
-           nullptr, nullptr, nullptr, -1, -1, {}});
+    fx_widget_init(&w);
+    check(nothing("unlinked class", fx_widget));
+    check(nothing("instance of an unlinked class", &w));
 }
 
 TEST_F(Accessors, ExtraSizeIsTheSlotAheadOfAFlaggedInstance) {
@@ -109,29 +144,23 @@ TEST_F(Accessors, ExtraSizeIsTheSlotAheadOfAFlaggedInstance) {
     const uint32_t extra = 24;
     std::memcpy(mem, &extra, sizeof extra);
     auto *inst = reinterpret_cast<FxWidget *>(mem + VESK_EXTRASIZE_SLOT);
-    fx_widget_init(inst, 0);
+    fx_widget_init(inst);
 
     EXPECT_EQ(VeskExtrainstsz(inst), 0u) << "no flag, no slot";
     inst->head.flags |= VESK_F_EXTRASIZE;
     EXPECT_EQ(VeskExtrainstsz(inst), extra);
-
     VeskSeobj ref{VESK_KIND_SEOBJ, 0, {inst, inst, &inst->pod, fx_inst_ops, -1}};
     EXPECT_EQ(VeskExtrainstsz(&ref), extra) << "a reference answers for what it refers to";
-    EXPECT_EQ(VeskExtrainstsz(fx_widget), 0u);
-    EXPECT_EQ(VeskExtrainstsz(fx_module), 0u);
+    EXPECT_TRUE(VeskExtrainstsz(fx_widget) == 0 && VeskExtrainstsz(fx_module) == 0);
 }
 
 TEST_F(Accessors, CompareOrdersByWhatObjectsAre) {
     FxWidget other;
-    fx_widget_init(&other, 0x2);
+    fx_widget_init(&other);
     FxGadget g;
-    fx_gadget_init(&g, 0x3);
+    fx_gadget_init(&g);
     VeskSeobj ref = bound_to_counter();
-    const void *c = fx_widget;
-    const void *gc = fx_gadget;
-    const void *m = fx_module;
-    const void *ops = fx_cls_ops;
-
+    const void *c = fx_widget, *gc = fx_gadget, *m = fx_module, *ops = fx_cls_ops;
     const struct {
         const char *what;
         const void *a, *b;

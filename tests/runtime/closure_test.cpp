@@ -70,21 +70,21 @@ TEST(ClosureFrames, TakenAndGivenBackInOrderAndKeptIntactByNestedCalls) {
     det();
 }
 
+// Two frames taken and given back; true when they were adjacent. Called
+// after the thread's exit destructors, it must work on a fresh block.
+bool adjacent_pair() {
+    VeskFrame *a = att(), *b = att();
+    b->cl.opnum = 2;
+    det(), det();
+    return b == a + 1;
+}
+
 // Its thread-exit destructor is registered before the thread's first front
 // end, so it runs after the library's has freed the thread's block.
 std::atomic<int> late_pairs_adjacent{0};
 struct LateCaller {
     bool used = false;
-    ~LateCaller() {
-        if (!used)
-            return;
-        VeskFrame *a = att();
-        VeskFrame *b = att();
-        b->cl.opnum = 2;
-        det();
-        det();
-        late_pairs_adjacent += b == a + 1;
-    }
+    ~LateCaller() { late_pairs_adjacent += used && adjacent_pair(); }
 };
 thread_local LateCaller late_caller;
 
@@ -102,13 +102,9 @@ TEST(ClosureFrames, EachThreadHasItsOwnBlockFreedWhenItEnds) {
         det();
     };
     std::thread a(body, 0), b(body, 1), idle([] {});
-    a.join();
-    b.join();
-    idle.join();
+    a.join(), b.join(), idle.join();
     det();
-    EXPECT_NE(frame[0], frame[1]);
-    EXPECT_NE(frame[0], main_frame);
-    EXPECT_NE(frame[1], main_frame);
+    EXPECT_TRUE(frame[0] != frame[1] && frame[0] != main_frame && frame[1] != main_frame);
     EXPECT_EQ(late_pairs_adjacent.load(), 2) << "frames after the thread's block was freed";
 #if defined(__SANITIZE_ADDRESS__)
     EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0) << "a block outlived its thread";
@@ -128,47 +124,35 @@ TEST(CallTrampoline, PassesEveryArgumentAndTheResultOfACallFromC) {
     det();
 }
 
-// ---------------------------------------------------------------------------
 // In a process of their own.
 
-class ClosureFramesDeathTest : public ::testing::Test {
-protected:
-    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-};
-
-void fill_the_stack_and_take_one_more() {
-    for (int i = 0; i < VESK_FRAMES_PER_THREAD; ++i)
-        std::memset(static_cast<void *>(att()), 0x5A, sizeof(VeskFrame));
-    att();
-    std::exit(4);
-}
-
-TEST_F(ClosureFramesDeathTest, The513thNestedFrameStopsTheProcess) {
+TEST(ClosureFramesDeathTest, The513thNestedFrameStopsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto fill_the_stack_and_take_one_more = [] {
+        for (int i = 0; i < VESK_FRAMES_PER_THREAD; ++i)
+            std::memset(static_cast<void *>(att()), 0x5A, sizeof(VeskFrame));
+        att();
+        std::exit(4);
+    };
     EXPECT_EXIT(fill_the_stack_and_take_one_more(), ::testing::KilledBySignal(SIGABRT),
                 "vesk: closure stack: more than 512 nested operation calls on one thread");
 }
 
 // At exit the main thread's exit destructors run before atexit functions and
 // the library's stop functions, which still call front ends.
-void frames_after_the_exit_destructors() {
-    VeskFrame *a = att();
-    VeskFrame *b = att();
-    b->cl.opnum = 2;
-    det();
-    det();
-    att()->cl.opnum = 3;  // and again, after the first fresh block went
-    det();
-    std::fprintf(stderr, "teardown frames: %s\n", b == a + 1 ? "right" : "wrong");
-}
-
-void use_frames_then_exit() {
-    att();
-    det();
-    std::atexit(frames_after_the_exit_destructors);
-    std::exit(0);
-}
-
-TEST_F(ClosureFramesDeathTest, FramesTakenAfterTheThreadsExitDestructorsAreFresh) {
+TEST(ClosureFramesDeathTest, FramesTakenAfterTheThreadsExitDestructorsAreFresh) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto use_frames_then_exit = [] {
+        att();
+        det();
+        std::atexit([] {
+            const bool adjacent = adjacent_pair();
+            att()->cl.opnum = 3;  // and again, after the first fresh block went
+            det();
+            std::fprintf(stderr, "teardown frames: %s\n", adjacent ? "right" : "wrong");
+        });
+        std::exit(0);
+    };
     EXPECT_EXIT(use_frames_then_exit(), ::testing::ExitedWithCode(0), "teardown frames: right");
 }
 

@@ -6,17 +6,10 @@
 
 #include <stddef.h>
 
-FxSeen fx_seen;
-
-static int64_t fx_op(VeskClosure *cl, VeskErr *status, int32_t delta) {
-    FxPod *pod = cl->pod;
-    fx_seen.calls++;
-    fx_seen.cl = *cl;
-    fx_seen.status = status;
-    if (pod == NULL)
-        return -1;
-    pod->value += delta;
-    return pod->value;
+static int64_t fx_op(VeskClosure *cl, VeskErr *status) {
+    (void)cl;
+    (void)status;
+    return 0;
 }
 
 /* ---- Operation sets -------------------------------------------------------- */
@@ -71,7 +64,7 @@ static struct widget_class {
 } widget = {
     VESK_CLASS_INIT("objects/Widget", "Widget", "Widget", VESK_OID2(4, 900), NULL,
                     sizeof(FxWidget)),
-    {0, FX_TAG_CLASS},
+    {0},
     {VESK_SEBLOCK_HEAD(FX_WIDGET_SES),
      {VESK_SE_OWN(VESK_OID3(3, 901, 1), 0, offsetof(struct widget_class, pod),
                   VESK_OPS(&cls_ops)),
@@ -102,7 +95,7 @@ static struct fixture_module {
 } module = {
     VESK_MODULE_INIT("modules/fixture", "fixture", "fixture", VESK_OID2(5, 900), NULL, "fixture",
                      VESK_VERSION(1, 0, 0), __DATE__),
-    {0, FX_TAG_MODULE},
+    {0},
     {VESK_SEBLOCK_HEAD(1),
      {VESK_SE_OWN(VESK_OID3(3, 902, 2), 0, offsetof(struct fixture_module, pod),
                   VESK_OPS(&long_ops))}},
@@ -181,15 +174,13 @@ static void instance_init(VeskInstance *head, VeskClass *cls) {
     head->super = cls;
 }
 
-void fx_widget_init(FxWidget *w, uint32_t tag) {
+void fx_widget_init(FxWidget *w) {
     instance_init(&w->head, &widget.cls);
     w->pod.value = 0;
-    w->pod.tag = tag;
 }
 
-void fx_gadget_init(FxGadget *g, uint32_t tag) {
+void fx_gadget_init(FxGadget *g) {
     instance_init(&g->head, &gadget.cls);
     g->spare = 0;
     g->pod.value = 0;
-    g->pod.tag = tag;
 }

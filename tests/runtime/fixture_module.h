@@ -14,10 +14,8 @@
  *     FX_SE_WIDE9      3.904.1.2.3.9     no POD             FirstPick
  *     FX_SE_WIDE4      3.904.1.2.3.4     no POD             LaterPick
  *   "objects/Gadget" (4.901): 3.1006.6 depth 1, POD behind a spare word.
- *   "objects/FxErrsvc" (4.902): 3.1008.1 depth 0, a tiny error service whose
- *     row 4 formats the runtime's own reports.
  *
- * Every row from 4 on of every set but the error set is fx_op.
+ * Rows from 4 on are placeholders: the tests look rows up, they never call them.
  */
 #ifndef FIXTURE_MODULE_H
 #define FIXTURE_MODULE_H
@@ -28,14 +26,10 @@
 extern "C" {
 #endif
 
-/* The POD of every fixture service: a counter and a tag saying whose it is. */
+/* The POD of every fixture service; the tests look at where it lies. */
 typedef struct FxPod {
-    int32_t value;
-    uint32_t tag;
+    int64_t value;
 } FxPod;
-
-#define FX_TAG_CLASS  0xC1A55u
-#define FX_TAG_MODULE 0x40D01Eu
 
 typedef struct FxWidget {
     VeskInstance head;
@@ -47,17 +41,6 @@ typedef struct FxGadget {
     uint64_t spare;
     FxPod pod; /* 3.1006.6 */
 } FxGadget;
-
-/* Row 4 onward: records what it received in fx_seen, adds `delta` to the
- * POD's value and returns the new value (or -1 without a POD). */
-typedef int64_t (*FxOpfn)(VeskClosure *cl, VeskErr *status, int32_t delta);
-
-typedef struct FxSeen {
-    int calls;
-    VeskClosure cl;
-    VeskErr *status;
-} FxSeen;
-extern FxSeen fx_seen;
 
 enum {
     FX_SE_CLASS,
@@ -90,9 +73,9 @@ extern VeskSeblock *const fx_widget_block;
 int64_t fx_link(void);
 void fx_unlink(void);
 
-/* A fresh instance: kind 4, flag 0x0100, super the class, POD zero with `tag`. */
-void fx_widget_init(FxWidget *w, uint32_t tag);
-void fx_gadget_init(FxGadget *g, uint32_t tag);
+/* A fresh instance: kind 4, flag 0x0100, super the class, POD zero. */
+void fx_widget_init(FxWidget *w);
+void fx_gadget_init(FxGadget *g);
 
 #ifdef __cplusplus
 }

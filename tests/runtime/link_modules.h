@@ -30,8 +30,8 @@ extern VeskOps *const lk_a1, *const lk_b1, *const lk_b2, *const lk_l1, *const lk
     *const lk_c1, *const lk_c2;
 extern VeskClass *const lk_alpha_cls, *const lk_lone_cls, *const lk_once_cls, *const lk_bad_cls1;
 
-/* The functions standing in the static rows: A1 rows 4 and 9, B1 rows 4, 5, 7. */
-extern const VeskOpfn lk_fa4, lk_fa9, lk_fb4, lk_fb5, lk_fb7;
+/* The functions standing in the static rows: A1 rows 4 and 9, B1 rows 4 and 5. */
+extern const VeskOpfn lk_fa4, lk_fa9, lk_fb4, lk_fb5;
 
 extern char lk_once_log[64]; /* "+1" init_once of id 1 ran, "-1" its fini_once */
 extern char lk_once_fail;    /* the id whose init_once returns -7; 0: none */

@@ -1,14 +1,18 @@
 // Helpers shared by the runtime tests: the fixture module linked for the
-// length of a test, operation keys, and records prefilled so that every write
-// and every missing write shows.
+// length of a test, modules entered in the registries, operation keys, and
+// records prefilled so that every write and every missing write shows.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <deque>
 #include <initializer_list>
+#include <string>
+#include <vector>
 
 #include "fixture_module.h"
+#include "support/status.hpp"
 #include "vesk.h"
 
 namespace vesk_test {
@@ -20,10 +24,6 @@ inline VeskOid key(uint16_t opnum, std::initializer_list<uint16_t> comps) {
     for (uint16_t c : comps)
         k.comp[i++] = c;
     return k;
-}
-
-constexpr int64_t runtime_status(int32_t code) {
-    return static_cast<int32_t>((uint32_t{VESK_FAC_RUNTIME} << 16) | static_cast<uint32_t>(code));
 }
 
 // Bytes that no report and no lookup would write.
@@ -43,24 +43,22 @@ bool untouched(const T &t) {
     return true;
 }
 
-// A status record whose fields all start out as garbage, without a message
-// buffer so that no service is asked.
-inline VeskErr garbage_status() {
+// A status record whose fields all start out as garbage, with the message
+// buffer given or none, so that no service is asked.
+inline VeskErr garbage_status(char *buf = nullptr, uint32_t size = 0) {
     VeskErr st;
     fill_pattern(st);
-    st.msg = nullptr;
-    st.msgsize = 0;
+    st.msg = buf;
+    st.msgsize = size;
     return st;
 }
 
 // The exact report of the runtime: facility 1000, the code, syserr, variant.
 inline void expect_report(const VeskErr &st, int32_t code, int32_t syserr, uint32_t variant) {
-    EXPECT_EQ(st.status, runtime_status(code));
+    EXPECT_EQ(st.status, static_cast<int32_t>((uint32_t{VESK_FAC_RUNTIME} << 16) | uint32_t(code)));
     EXPECT_EQ(st.syserr, syserr);
     EXPECT_EQ(st.variant, variant);
-    EXPECT_EQ(st.info0, 0u);
-    EXPECT_EQ(st.info1, 0u);
-    EXPECT_EQ(st.info2, 0u);
+    EXPECT_TRUE(st.info0 == 0 && st.info1 == 0 && st.info2 == 0);
 }
 
 inline void expect_closure(const VeskClosure &cl, const void *self, const void *holder,
@@ -72,20 +70,12 @@ inline void expect_closure(const VeskClosure &cl, const void *self, const void *
     EXPECT_EQ(cl.opnum, opnum);
 }
 
-// Calls a fixture row the way a front end does: with the closure it found.
-inline int64_t call_row(const VeskOprow *row, VeskClosure *cl, VeskErr *st, int32_t delta) {
-    return reinterpret_cast<FxOpfn>(row->fn)(cl, st, delta);
-}
-
 // The fixture module, linked for the length of each test.
 class Linked : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_EQ(fx_link(), 0);
-        fx_seen = {};
-        fx_widget_pod->value = 0;
-        fx_module_pod->value = 0;
-        fx_widget_init(&w, 0x1);
+        fx_widget_init(&w);
     }
     void TearDown() override { fx_unlink(); }
 
@@ -98,6 +88,56 @@ protected:
     }
 
     FxWidget w{};
+};
+
+// A module as a loader finds it, with sets and classes named by their
+// identifiers. Linking's first two steps bring it in and its end takes it
+// out; the tests do this on one thread, where a loader would hold the
+// registries' write locks.
+struct TestModule {
+    using Set = VESK_OPS_T(4);
+    std::deque<std::string> keys;
+    VeskModule mod{};
+    std::deque<Set> sets;
+    std::deque<VeskClass> classes;
+    std::vector<VeskOps *> opsv;
+    std::vector<VeskClass *> clsv;
+    bool registered = false;
+
+    TestModule(const VeskOid &id, const std::vector<VeskOid> &set_ids,
+               const std::vector<VeskOid> &class_ids) {
+        name(mod.rec, id);
+        for (const VeskOid &oid : set_ids)
+            opsv.push_back(VESK_OPS(&name(sets.emplace_back().rec, oid)));
+        for (const VeskOid &oid : class_ids)
+            clsv.push_back(reinterpret_cast<VeskClass *>(&name(classes.emplace_back().rec, oid)));
+    }
+    // A step that failed has undone itself; removal goes by identifier, so a
+    // module that never got in must not ask for it.
+    ~TestModule() {
+        if (registered)
+            _VeskModUnregister(&mod, nullptr);
+        _VeskModFinish(&mod, nullptr);
+    }
+    int64_t enter(VeskErr *status) {
+        mod.opsc = static_cast<uint32_t>(opsv.size());
+        mod.opsv = opsv.data();
+        mod.clsc = static_cast<uint32_t>(clsv.size());
+        mod.clsv = clsv.data();
+        if (_VeskModDescribe(&mod, status) < 0)
+            return -1;
+        const int64_t r = _VeskModRegister(&mod, status);
+        registered = r >= 0;
+        return r;
+    }
+    VeskRecord &name(VeskRecord &rec, const VeskOid &oid) {
+        std::string &k = keys.emplace_back();
+        for (unsigned i = 0; i < oid.count; ++i)
+            k += (i ? "." : "") + std::to_string(oid.comp[i]);
+        rec.longkey = rec.shortkey = rec.name = k.c_str();
+        rec.oid = oid;
+        return rec;
+    }
 };
 
 }  // namespace vesk_test

@@ -6,16 +6,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
-#include <deque>
 #include <functional>
 #include <string>
-#include <tuple>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "linked.hpp"
-#include "support/capture_service.hpp"
 
 namespace {
 
@@ -29,7 +26,7 @@ protected:
         EXPECT_EQ(std::string(report.buf), msg);
     }
 
-    Report report;
+    Status report;
 };
 
 TEST_F(Registry, RefusalsNameTheCalledFunction) {
@@ -65,55 +62,6 @@ TEST_F(Registry, RefusalsNameTheCalledFunction) {
         expect_message(259, 0, 3, std::string("vesk-runtime:") + c.message + ": invalid argument.");
     }
 }
-
-// A module as a loader finds it. Linking's first two steps bring it in and
-// its end takes it out; the tests do this on one thread, where a loader would
-// hold the registries' write locks.
-struct TestModule {
-    using Set = VESK_OPS_T(4);
-    std::deque<std::string> keys;
-    VeskModule mod{};
-    std::deque<Set> sets;
-    std::deque<VeskClass> classes;
-    std::vector<VeskOps *> opsv;
-    std::vector<VeskClass *> clsv;
-    bool registered = false;
-
-    TestModule(const VeskOid &id, const std::vector<VeskOid> &set_ids,
-               const std::vector<VeskOid> &class_ids) {
-        name(mod.rec, id);
-        for (const VeskOid &oid : set_ids)
-            opsv.push_back(VESK_OPS(&name(sets.emplace_back().rec, oid)));
-        for (const VeskOid &oid : class_ids)
-            clsv.push_back(reinterpret_cast<VeskClass *>(&name(classes.emplace_back().rec, oid)));
-    }
-    // A step that failed has undone itself; removal goes by identifier, so a
-    // module that never got in must not ask for it.
-    ~TestModule() {
-        if (registered)
-            _VeskModUnregister(&mod, nullptr);
-        _VeskModFinish(&mod, nullptr);
-    }
-    int64_t enter(VeskErr *status) {
-        mod.opsc = static_cast<uint32_t>(opsv.size());
-        mod.opsv = opsv.data();
-        mod.clsc = static_cast<uint32_t>(clsv.size());
-        mod.clsv = clsv.data();
-        if (_VeskModDescribe(&mod, status) < 0)
-            return -1;
-        const int64_t r = _VeskModRegister(&mod, status);
-        registered = r >= 0;
-        return r;
-    }
-    VeskRecord &name(VeskRecord &rec, const VeskOid &oid) {
-        std::string &k = keys.emplace_back();
-        for (unsigned i = 0; i < oid.count; ++i)
-            k += (i ? "." : "") + std::to_string(oid.comp[i]);
-        rec.longkey = rec.shortkey = rec.name = k.c_str();
-        rec.oid = oid;
-        return rec;
-    }
-};
 
 // 5.970 with the set 3.970.1 and the classes 4.969, 4.970.1 to 4.970.9 and
 // 4.971.1, in that order: the prefix 4.970 spans several levels of the tree

@@ -28,7 +28,7 @@
 /* Rows the benchmark never calls: say so if someone does. */
 static int64_t lkb_unsupported(VeskClosure *cl, VeskErr *status) {
     (void)cl;
-    VeskMkerr(NULL, status, 0, 0, 0, VESK_FAC_RUNTIME, VESK_CODE_NOTIMPL, ENOSYS, 0);
+    VeskMkerr(NULL, status, 0, 0, 0, VESK_FAC_RUNTIME, VESK_E_NOTIMPL, ENOSYS, 0);
     return -4;
 }
 

@@ -53,6 +53,196 @@ typedef struct VeskErr {
 #define VESK_STATUS_CODE(st)     ((int32_t)((uint64_t)(st) & 0xFFFFu))
 
 /* ------------------------------------------------------------------------ */
+/* Codes and facilities                                                      */
+/* ------------------------------------------------------------------------ */
+
+/* Every code a report can carry, with its number: the low half of a status.
+ * The stock error service has one group of sentences for each of them. The
+ * high byte is the class (0x01 arguments, 0x02 permission and resources,
+ * 0x03 object state, 0x04 operations, 0x05 multibyte text and syntax, 0x06
+ * authentication, 0x07 numeric range, 0x80 system and processes, 0x81
+ * devices, 0x82 files, 0x83 sockets, 0xC0 names, attributes, entries and
+ * services). Use it as VESK_CODE_MAP(XX) with XX(name, number). */
+#define VESK_CODE_MAP(XX) \
+    XX(2BIG,                 257) \
+    XX(FAULT,                258) \
+    XX(INVAL,                259) \
+    XX(EMPTYSTR,             260) \
+    XX(BUFSMALL,             261) \
+    XX(PERM,                 513) \
+    XX(ACCES,                514) \
+    XX(DEADLK,               515) \
+    XX(WOULDBLOCK,           516) \
+    XX(BUSY,                 517) \
+    XX(NOTREADY,             518) \
+    XX(AGAIN,                519) \
+    XX(BADSTATE,             769) \
+    XX(OBJNOTREADY,          770) \
+    XX(WRONGSTATE,           771) \
+    XX(ALREADYSTATE,         772) \
+    XX(DESTRUCTIVE,          773) \
+    XX(INAPPROPRIATE,       1025) \
+    XX(NOTIMPL,             1026) \
+    XX(INAPPROPRIATE_IMPL,  1027) \
+    XX(OPNOTSUPP,           1028) \
+    XX(NOTSUP,              1029) \
+    XX(INPROGRESS,          1030) \
+    XX(ALREADY,             1031) \
+    XX(CANCELED,            1032) \
+    XX(INTR,                1033) \
+    XX(TIMEDOUT,            1034) \
+    XX(UNWILLING,           1035) \
+    XX(INAPPROPRIATE_NOW,   1036) \
+    XX(OPNOTSUPP_NOW,       1037) \
+    XX(ILSEQ,               1281) \
+    XX(INCOMPLETESEQ,       1282) \
+    XX(BADUNICODE,          1283) \
+    XX(MBBUFSMALL,          1284) \
+    XX(TOKENTOOLONG,        1285) \
+    XX(SYNTAX,              1286) \
+    XX(SYNTAX_END,          1287) \
+    XX(SYNTAX_UNMATCHED,    1288) \
+    XX(SYNTAX_EMPTY,        1289) \
+    XX(SYNTAX_UNEXPECTED,   1290) \
+    XX(SYNTAX_MISSING,      1291) \
+    XX(SYNTAX_BADTOKEN,     1292) \
+    XX(AUTH,                1537) \
+    XX(NEEDAUTH,            1538) \
+    XX(DOM,                 1793) \
+    XX(RANGE,               1794) \
+    XX(SYSTEM,             32769) \
+    XX(SRCH,               32770) \
+    XX(NOEXEC,             32771) \
+    XX(CHILD,              32772) \
+    XX(NOMEM,              32773) \
+    XX(PROCLIM,            32774) \
+    XX(USERS,              32775) \
+    XX(DQUOT,              32776) \
+    XX(IO,                 33025) \
+    XX(NXIO,               33026) \
+    XX(NOTBLK,             33027) \
+    XX(STREAMSEEK,         33028) \
+    XX(NOTSUPDEV,          33029) \
+    XX(NOPORTS,            33030) \
+    XX(NOENT,              33281) \
+    XX(BADF,               33282) \
+    XX(MOUNTBUSY,          33283) \
+    XX(EXIST,              33284) \
+    XX(XDEV,               33285) \
+    XX(NODEV,              33286) \
+    XX(NOTDIR,             33287) \
+    XX(ISDIR,              33288) \
+    XX(NFILE,              33289) \
+    XX(MFILE,              33290) \
+    XX(NOTTY,              33291) \
+    XX(TXTBSY,             33292) \
+    XX(FBIG,               33293) \
+    XX(NOSPC,              33294) \
+    XX(SPIPE,              33295) \
+    XX(ROFS,               33296) \
+    XX(MLINK,              33297) \
+    XX(LOOP,               33298) \
+    XX(NAMETOOLONG,        33299) \
+    XX(NOTEMPTY,           33300) \
+    XX(NOLCK,              33301) \
+    XX(NOTSOCK,            33537) \
+    XX(DESTADDRREQ,        33538) \
+    XX(MSGSIZE,            33539) \
+    XX(PROTOTYPE,          33540) \
+    XX(NOPROTOOPT,         33541) \
+    XX(PROTONOSUPPORT,     33542) \
+    XX(SOCKTNOSUPPORT,     33543) \
+    XX(SOCKOPNOTSUPP,      33544) \
+    XX(PFNOSUPPORT,        33545) \
+    XX(AFNOSUPPORT,        33546) \
+    XX(ADDRINUSE,          33547) \
+    XX(ADDRNOTAVAIL,       33548) \
+    XX(NETDOWN,            33549) \
+    XX(NETUNREACH,         33550) \
+    XX(NETRESET,           33551) \
+    XX(CONNABORTED,        33552) \
+    XX(CONNRESET,          33553) \
+    XX(NOBUFS,             33554) \
+    XX(ISCONN,             33555) \
+    XX(NOTCONN,            33556) \
+    XX(SHUTDOWN,           33557) \
+    XX(CONNREFUSED,        33558) \
+    XX(HOSTDOWN,           33559) \
+    XX(HOSTUNREACH,        33560) \
+    XX(PIPE,               33561) \
+    XX(BADMSG,             33562) \
+    XX(NAMESYNTAX,         49169) \
+    XX(NOMATCH,            49170) \
+    XX(ENTRYNAMELONG,      49171) \
+    XX(ATTRSYNTAX,         49185) \
+    XX(NOATTR,             49186) \
+    XX(ATTREXISTS,         49187) \
+    XX(ENTRYEXISTS,        49201) \
+    XX(NOPARENT,           49202) \
+    XX(NOTALLOWED,         49203) \
+    XX(COMPOUND,           49204) \
+    XX(NOTCOMPOUND,        49205) \
+    XX(COMPOUNDEMPTY,      49206) \
+    XX(COMPOUNDNOTEMPTY,   49207) \
+    XX(COMPOUNDOVERFLOW,   49208) \
+    XX(INSERTED,           49209) \
+    XX(NOTINSERTED,        49210) \
+    XX(MOUNTED,            49211) \
+    XX(NOTMOUNTED,         49212) \
+    XX(MULTIMOUNT,         49213) \
+    XX(NOTMOUNTPOINT,      49214) \
+    XX(NOTMOUNTABLE,       49215) \
+    XX(SERVICE,            49217) \
+    XX(TOOBUSY,            49218) \
+    XX(TOODEEP,            49219)
+
+/* The facility, the high half of a status, says who reported. The lower
+ * layer uses fixed numbers; an operation set of the runtime reports under
+ * its family, the second number of its identifier, and the two share one
+ * number space. XX(name, number). */
+#define VESK_FACILITY_MAP(XX) \
+    XX(NONE,        0) /* no particular family: handle locks, threads, _NuMalloc... */ \
+    XX(STUB,        1) /* "modules/stub" and its sets */ \
+    XX(NOTHERE,   100) /* what this platform lacks */ \
+    XX(STAT,      101) /* NuStat and its kin */ \
+    XX(OPEN,      102) /* NuOpen, NuDup, NuFlock, NuMkunmode */ \
+    XX(FDIO,      103) /* NuClose, NuRead, NuWrite, NuLseek, NuTell */ \
+    XX(FSCALL,    104) /* NuChdir, NuGetcwd, NuRemove, NuRename, ... */ \
+    XX(SPAWN,     105) /* NuSpawnv and its twins */ \
+    XX(WAIT,      106) /* NuWait, NuWaitpid_rel */ \
+    XX(TIME,      107) /* NuTime, NuGettimeofday, NuNanosleep, ... */ \
+    XX(CMODE,     200) /* NuMkcmode */ \
+    XX(URIOPEN,   201) /* NuFopen2_uri */ \
+    XX(DIR,       202) /* directory streams */ \
+    XX(WPATH,     203) /* NuFSpath2Wpath, NuWpath2FSpath */ \
+    XX(SLEEP,     204) /* NuSleep, NuMsleep, NuUsleep */ \
+    XX(TOKEN,     504) /* tokeniser and splitter */ \
+    XX(RTBT,      506) /* balanced trees */ \
+    XX(ZONE,      508) /* zone allocator */ \
+    XX(RUNTIME,  1000) /* the object runtime proper */ \
+    XX(CTOR,     1003) /* constructor sets and the VeskAlloc front end */ \
+    XX(DUP,      1004) /* duplication sets */ \
+    XX(DESTOR,   1005) /* destructor sets */ \
+    XX(UCNTL,    1006) /* reference counts and descriptors */ \
+    XX(ERR,      1008) /* the error service */ \
+    XX(CCSI,     1009) /* charset identification */ \
+    XX(CCSCONV,  1010) /* charset conversion */ \
+    XX(CCSCVT,   1011) /* charset converters */ \
+    XX(NOTIFIER, 1017) /* notifiers */ \
+    XX(LISTENER, 1019) /* listeners */ \
+    XX(URI,      1090) /* URI front ends */ \
+    XX(LOGMSG,   1190) /* log messages */
+
+#define VESK_CODE_ENUM_(name, number) VESK_E_##name = (number),
+#define VESK_FACILITY_ENUM_(name, number) VESK_FAC_##name = (number),
+/* VESK_E_INVAL, VESK_E_NOMEM, VESK_E_NOMATCH, ... */
+enum VeskCode { VESK_CODE_MAP(VESK_CODE_ENUM_) VESK_E_END_ = 0x10000 };
+/* VESK_FAC_NONE, VESK_FAC_ZONE, VESK_FAC_RUNTIME, ... */
+enum VeskFacility { VESK_FACILITY_MAP(VESK_FACILITY_ENUM_) VESK_FAC_END_ = 0x10000 };
+#undef VESK_CODE_ENUM_
+#undef VESK_FACILITY_ENUM_
+
+/* ------------------------------------------------------------------------ */
 /* Right-threaded balanced tree: the shapes that records embed               */
 /* ------------------------------------------------------------------------ */
 

@@ -659,7 +659,7 @@ VESK_API int64_t VeskMkerr_u(VeskErr *err, uint32_t info0, uint32_t info1, uint3
                              ...);
 
 /* Rows 4 and 5 of "operations/error/Err", as VeskMkerr calls them. */
-#define VESK_ERR_FAMILY  1008
+#define VESK_ERR_FAMILY  VESK_FAC_ERR
 #define VESK_ERR_OP_MAKE   4
 #define VESK_ERR_OP_MAKE_L 5
 typedef int64_t (*VeskErrMakefn)(VeskClosure *cl, VeskErr *err, uint32_t info0, uint32_t info1,
@@ -834,8 +834,8 @@ typedef struct VeskMntfierPod {
     void *links;
 } VeskMntfierPod;
 
-#define VESK_LISTENER_FAMILY 1019
-#define VESK_NOTIFIER_FAMILY 1017
+#define VESK_LISTENER_FAMILY VESK_FAC_LISTENER
+#define VESK_NOTIFIER_FAMILY VESK_FAC_NOTIFIER
 /* Rows of the listener family. */
 #define VESK_LSN_NOTIFIERC      4
 #define VESK_LSN_CLEARNOTIFIERS 5
@@ -855,12 +855,6 @@ typedef struct VeskMntfierPod {
 #define VESK_NTF_RMLISTENER     8
 #define VESK_NTF_UNLINK         9
 #define VESK_NTF_UNLINK_NLK     10
-
-/* Facilities of the runtime and codes it reports. */
-#define VESK_FAC_RUNTIME 1000
-#define VESK_CODE_INAPPROPRIATE 1025    /* 0x0401 inappropriate operation */
-#define VESK_CODE_NOTIMPL       1026    /* 0x0402 not implemented */
-#define VESK_CODE_NOMATCH       49170   /* 0xC012 name matches no entry */
 
 #ifdef __cplusplus
 }

@@ -97,7 +97,7 @@ NuMallocOpv table = {default_alloc, default_calloc, default_realloc, default_fre
 
 // A null block from the table, in the reporting tier.
 [[gnu::cold]] void report_no_memory(VeskErr *status, const char *slot) {
-    VeskMkerr(nullptr, status, 0, 0, 0, 0, 32773, 0, 1, slot);
+    VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_NONE, VESK_E_NOMEM, 0, 1, slot);
 }
 
 int32_t live_block_report_start(uintptr_t) { return 0; }

@@ -20,13 +20,13 @@ namespace {
 [[gnu::cold, gnu::noinline]] void report(VeskErr *status, Outcome outcome, const char *param) {
     switch (outcome) {
     case Outcome::exists:
-        VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeExists, 0, 2, param);
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RTBT, VESK_E_ENTRYEXISTS, 0, 2, param);
         break;
     case Outcome::too_deep:
-        VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeTooDeep, 0, 0);
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RTBT, VESK_E_TOODEEP, 0, 0);
         break;
     case Outcome::missing:
-        VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeNoMatch, 0, 2, "@request");
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RTBT, VESK_E_NOMATCH, 0, 2, "@request");
         break;
     case Outcome::done:
         break;

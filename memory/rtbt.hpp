@@ -19,11 +19,6 @@
 
 namespace vesk::rtbt {
 
-inline constexpr int32_t kFacility = 506;
-inline constexpr int32_t kCodeNoMatch = 0xC012;  // 49170: request matches no entry
-inline constexpr int32_t kCodeExists = 0xC031;   // 49201: equal entry already there
-inline constexpr int32_t kCodeTooDeep = 0xC043;  // 49219: too many levels
-
 // Entries of the removal path: the head plus one per level a balanced insert
 // can create (it attaches at most one level below NU_RTBT_MAXDEPTH - 1), so
 // any tree the balanced forms built can be taken apart again.
@@ -479,14 +474,14 @@ inline NuRTBTNode *find_node(const NuRTBT *tree, Cmp cmp, uintptr_t request) {
 inline NuRTBTNode *make_element_node(const NuBtninfo *btninfo, uintptr_t info, VeskErr *status) {
     auto *node = static_cast<NuRTBTNode *>(_NuMcalloc(1, sizeof(NuRTBTNode), status));
     if (node == nullptr) {
-        restamp(status, kFacility);
+        restamp(status, VESK_FAC_RTBT);
         return nullptr;
     }
     if (info != 0) {
         node->data = btninfo->dup(info, 0, 0, status);
         if (node->data == 0) {
             NuMfree(node);
-            restamp(status, kFacility);
+            restamp(status, VESK_FAC_RTBT);
             return nullptr;
         }
     }

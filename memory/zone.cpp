@@ -22,10 +22,6 @@
 
 namespace {
 
-constexpr int32_t kFacility = 508;
-constexpr int32_t kCodeBadArgument = 259;
-constexpr int32_t kCodeNoMemory = 32773;
-
 struct Granule {
     void *link;      // next free granule, or the owning zone while out
     intptr_t count;  // -1 never out, 0 free, above 0 references
@@ -160,7 +156,7 @@ bool grow(NuZmalloc *z, VeskErr *status) {
     const size_t bytes = sizeof(Chunk) + z->granularity * granule_size(z);
     auto *c = static_cast<Chunk *>(z->allocator.mm_calloc(1, bytes));
     if (c == nullptr) {
-        VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeNoMemory, ENOMEM, 1,
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_ZONE, VESK_E_NOMEM, ENOMEM, 1,
                   "@allocator.mm_calloc");
         return false;
     }
@@ -182,7 +178,7 @@ NuZmalloc *open(NuZmalloc *mem, const NuMallocOpv *allocator, const Uctx *uctx,
                 uintptr_t granularity, uintptr_t object_size, VeskErr *status, uintptr_t version,
                 const char *function) {
     if (object_size == 0) {
-        VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeBadArgument, EINVAL, 3, "memman",
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_ZONE, VESK_E_INVAL, EINVAL, 3, "memman",
                   function, "@user-object-size");
         return nullptr;
     }
@@ -190,7 +186,7 @@ NuZmalloc *open(NuZmalloc *mem, const NuMallocOpv *allocator, const Uctx *uctx,
     if (allocator == nullptr) {
         _NuMallocOpv(nullptr, &table);
     } else if (allocator->mm_alloc == nullptr || allocator->mm_free == nullptr) {
-        VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeBadArgument, EINVAL, 3, "memman",
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_ZONE, VESK_E_INVAL, EINVAL, 3, "memman",
                   function, "@allocator{.mm_alloc || .mm_free}");
         return nullptr;
     } else {
@@ -205,7 +201,7 @@ NuZmalloc *open(NuZmalloc *mem, const NuMallocOpv *allocator, const Uctx *uctx,
     if (z == nullptr) {
         z = static_cast<NuZmalloc *>(table.mm_alloc(sizeof(NuZmalloc) + user_copy));
         if (z == nullptr) {
-            VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeNoMemory, ENOMEM, 1,
+            VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_ZONE, VESK_E_NOMEM, ENOMEM, 1,
                       "@allocator.mm_alloc");
             return nullptr;
         }
@@ -243,7 +239,7 @@ void *get(NuZmalloc *z, VeskErr *status) {
             const bool may_grow = !kFixed || z->chunk_count == 0;
             if (!may_grow || !grow(z, kFixed ? nullptr : status)) {
                 if (kFixed)
-                    VeskMkerr(nullptr, status, 0, 0, 0, kFacility, kCodeNoMemory, ENOMEM, 1,
+                    VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_ZONE, VESK_E_NOMEM, ENOMEM, 1,
                               "@allocator.get");
                 return nullptr;
             }

@@ -33,7 +33,7 @@ int64_t sleep_ms(uint32_t ms, timespec *left) {
 }
 
 int64_t refuse_request(VeskErr *err, const char *function) {
-    return refuse(err, kFacilitySleep, kCodeBadArgument, EINVAL, function, "@request");
+    return refuse(err, VESK_FAC_SLEEP, VESK_E_INVAL, EINVAL, function, "@request");
 }
 
 }  // namespace
@@ -58,7 +58,7 @@ VESK_API int64_t NuUsleep(int64_t microseconds, VeskErr *err) {
 VESK_API int64_t NuNanosleep(const struct timespec *request, struct timespec *remainder,
                              VeskErr *err) {
     if (request == nullptr)
-        return refuse(err, kFacilityTime, kCodeNullArgument, EFAULT, "NuNanosleep",
+        return refuse(err, VESK_FAC_TIME, VESK_E_FAULT, EFAULT, "NuNanosleep",
                       "@request-duration");
     if (remainder != nullptr)
         *remainder = {};

@@ -52,12 +52,6 @@ inline uint32_t sleep_ms_for_timespec(const timespec &request) {
 
 // Reports of the family. Facility 107 is the clock, 204 the sleeps, 0 the
 // calendar functions that belong to no family.
-inline constexpr int32_t kFacilityTime = 107;
-inline constexpr int32_t kFacilitySleep = 204;
-inline constexpr int32_t kFacilityNone = 0;
-inline constexpr int32_t kCodeNullArgument = 258;
-inline constexpr int32_t kCodeBadArgument = 259;
-inline constexpr int32_t kCodeSystem = 32769;
 
 template <class... Args>
 inline void report(VeskErr *err, int32_t facility, int32_t code, int32_t syserr, uint32_t variant,

@@ -64,10 +64,10 @@ extern "C" {
 
 VESK_API int64_t NuGettimeofday(struct timeval *tv, VeskErr *err) {
     if (tv == nullptr)
-        return refuse(err, kFacilityTime, kCodeNullArgument, EFAULT, "NuGettimeofday", "@buffer");
+        return refuse(err, VESK_FAC_TIME, VESK_E_FAULT, EFAULT, "NuGettimeofday", "@buffer");
     if (const int e = wall_time(*tv)) {
         errno = e;
-        report(err, kFacilityTime, kCodeSystem, e, 0);
+        report(err, VESK_FAC_TIME, VESK_E_SYSTEM, e, 0);
         return -1;
     }
     return 0;

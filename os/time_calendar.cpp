@@ -49,7 +49,7 @@ bool time_or_now(const NuTimevalue *time, NuTimevalue &value, VeskErr *err) {
 // calendar functions of no particular family.
 void report_calendar_failure(VeskErr *err) {
     const int errnum = errno;
-    report(err, kFacilityNone, kCodeSystem, 0, 1, errnum);
+    report(err, VESK_FAC_NONE, VESK_E_SYSTEM, 0, 1, errnum);
 }
 
 // "Www Mmm dd hh:mm:ss" has a fixed width; the year behind it may be
@@ -84,7 +84,7 @@ NuTm *broken_down(const NuTimevalue *time, NuTm *record, NuTm &own, VeskErr *err
 template <bool (*Seconds)(tm &, time_t &)>
 NuTimevalue compose(NuTm *record, const char *function, VeskErr *err) {
     if (record == nullptr) {
-        report(err, kFacilityNone, kCodeNullArgument, 0, 2, function, "@time");
+        report(err, VESK_FAC_NONE, VESK_E_FAULT, 0, 2, function, "@time");
         return -1;
     }
     time_t seconds;

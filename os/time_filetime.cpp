@@ -126,7 +126,7 @@ VESK_API int64_t NuTimevalToW32FileTime(const struct timeval *tv, uint64_t *file
 VESK_API int64_t NuTimevalFromW32SytemTime(struct timeval *tv, const NuW32SystemTime *systime,
                                            VeskErr *err) {
     if (tv == nullptr || systime == nullptr || !is_valid(*systime))
-        return refuse(err, kFacilityTime, kCodeBadArgument, EINVAL, "NuTimevalFromW32SytemTime",
+        return refuse(err, VESK_FAC_TIME, VESK_E_INVAL, EINVAL, "NuTimevalFromW32SytemTime",
                       "@systemtime");
     const NuW32SystemTime &st = *systime;
     const int64_t days = days_from_civil(st.wYear, st.wMonth, st.wDay);
@@ -140,7 +140,7 @@ VESK_API int64_t NuTimevalToW32SytemTime(const struct timeval *tv, NuW32SystemTi
                                          VeskErr *err) {
     int64_t micros = 0;
     if (tv == nullptr || systime == nullptr || !system_time_range(*tv, micros))
-        return refuse(err, kFacilityTime, kCodeBadArgument, EINVAL, "NuTimevalToW32SytemTime",
+        return refuse(err, VESK_FAC_TIME, VESK_E_INVAL, EINVAL, "NuTimevalToW32SytemTime",
                       "@timeval");
     *systime = system_time_of(micros);
     return 0;

@@ -30,18 +30,15 @@ void *clone_result(int64_t r) {
     return reinterpret_cast<void *>(r);
 }
 
-constexpr int32_t kCodeBadArgument = 259;
-constexpr int32_t kCodeNotReady = 518;
-
 bool refuse_alloc(void *cls, VeskErr *status) {
     if ((head(cls)->flags & VESK_F_SELIST) == 0) {
-        VeskMkerr(nullptr, status, 0, 0, 0, kCtorFamily, kCodeBadArgument, EINVAL, 3,
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_CTOR, VESK_E_INVAL, EINVAL, 3,
                   "constructor", "allocate-object-memory", "@self");
         return true;
     }
     // The stub class is what VeskGetclsorstub hands out for an unknown key.
     if (cls == stub_class()) {
-        VeskMkerr(nullptr, status, 0, 0, 0, kCtorFamily, kCodeNotReady, ENXIO, 0);
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_CTOR, VESK_E_NOTREADY, ENXIO, 0);
         return true;
     }
     return false;
@@ -57,12 +54,12 @@ extern "C" {
 VESK_API void *VeskAlloc(void *cls, uint32_t flags, void *mem, uint32_t extra, VeskErr *status) {
     if (cls == nullptr || refuse_alloc(cls, status))
         return nullptr;
-    return pointer_or_null(call_row<int64_t>(cls, kCtorFamily, kAllocRow, status, flags, mem, extra));
+    return pointer_or_null(call_row<int64_t>(cls, VESK_FAC_CTOR, kAllocRow, status, flags, mem, extra));
 }
 
 VESK_API int64_t _VeskInit(void *cls, void *object, void **params, uint32_t nparams,
                            VeskErr *status) {
-    return call_row<int64_t>(cls, kCtorFamily, kInitRow, status, object, params, nparams);
+    return call_row<int64_t>(cls, VESK_FAC_CTOR, kInitRow, status, object, params, nparams);
 }
 
 VESK_API int64_t VeskInit(void *object, void **params, uint32_t nparams, VeskErr *status) {
@@ -81,7 +78,7 @@ VESK_API void *VeskInitDeallocIfError(void *object, void **params, uint32_t npar
 }
 
 VESK_API int64_t _VeskFini(void *cls, void *object, uint32_t flags, VeskErr *status) {
-    return call_row<int64_t>(cls, kCtorFamily, kFiniRow, status, object, flags);
+    return call_row<int64_t>(cls, VESK_FAC_CTOR, kFiniRow, status, object, flags);
 }
 
 VESK_API int64_t VeskFini(void *object, uint32_t flags, VeskErr *status) {
@@ -89,7 +86,7 @@ VESK_API int64_t VeskFini(void *object, uint32_t flags, VeskErr *status) {
 }
 
 VESK_API int64_t _VeskDealloc(void *cls, void *object, uint32_t flags, VeskErr *status) {
-    return call_row<int64_t>(cls, kCtorFamily, kDeallocRow, status, object, flags);
+    return call_row<int64_t>(cls, VESK_FAC_CTOR, kDeallocRow, status, object, flags);
 }
 
 VESK_API int64_t VeskDealloc(void *object, uint32_t flags, VeskErr *status) {
@@ -98,18 +95,18 @@ VESK_API int64_t VeskDealloc(void *object, uint32_t flags, VeskErr *status) {
 
 VESK_API void *VeskDup4(void *source, uint32_t flags, void *mem, uint32_t extra, VeskErr *status) {
     return clone_result(
-        call_row<int64_t>(source, kDupFamily, kDup4Row, status, source, flags, mem, extra));
+        call_row<int64_t>(source, VESK_FAC_DUP, kDup4Row, status, source, flags, mem, extra));
 }
 
 VESK_API void *VeskDup5(void *source, uint32_t flags, void *mem, uint32_t extra, void **params,
                         VeskErr *status) {
-    return clone_result(call_row<int64_t>(source, kDupFamily, kDup5Row, status, source, flags, mem,
+    return clone_result(call_row<int64_t>(source, VESK_FAC_DUP, kDup5Row, status, source, flags, mem,
                                           extra, params));
 }
 
 VESK_API void *VeskDupf(void *source, uint32_t flags, void *mem, uint32_t extra, void *pred,
                         VeskErr *status) {
-    return clone_result(call_row<int64_t>(source, kDupFamily, kDupfRow, status, source, flags, mem,
+    return clone_result(call_row<int64_t>(source, VESK_FAC_DUP, kDupfRow, status, source, flags, mem,
                                           extra, pred));
 }
 
@@ -122,35 +119,35 @@ VESK_API void *VeskDups2(void *source, uint32_t flags, uintptr_t, VeskErr *statu
 }
 
 VESK_API int64_t VeskGetdescriptor(void *object, VeskDescriptorInfo *descriptor, VeskErr *status) {
-    return call_row<int64_t>(object, kDestorFamily, kGetRow, status, descriptor);
+    return call_row<int64_t>(object, VESK_FAC_DESTOR, kGetRow, status, descriptor);
 }
 
 VESK_API int64_t VeskGetdescriptor_l(void *object, VeskDescriptorInfo *descriptor,
                                      const char *locale, VeskErr *status) {
-    return call_row<int64_t>(object, kDestorFamily, kGetLRow, status, descriptor, locale);
+    return call_row<int64_t>(object, VESK_FAC_DESTOR, kGetLRow, status, descriptor, locale);
 }
 
 VESK_API int32_t VeskRetain(void *object, VeskErr *status) {
-    return static_cast<int32_t>(call_row<int64_t>(object, kUcntlFamily, kRetainRow, status));
+    return static_cast<int32_t>(call_row<int64_t>(object, VESK_FAC_UCNTL, kRetainRow, status));
 }
 
 VESK_API int32_t VeskRelease(void *object, uint32_t flags, VeskErr *status) {
-    return static_cast<int32_t>(call_row<int64_t>(object, kUcntlFamily, kReleaseRow, status, flags));
+    return static_cast<int32_t>(call_row<int64_t>(object, VESK_FAC_UCNTL, kReleaseRow, status, flags));
 }
 
 VESK_API int32_t _VeskRetainvalue(void *object, int32_t value, VeskErr *status) {
     return static_cast<int32_t>(
-        call_row<int64_t>(object, kUcntlFamily, kRetainValueRow, status, value));
+        call_row<int64_t>(object, VESK_FAC_UCNTL, kRetainValueRow, status, value));
 }
 
 VESK_API int32_t VeskCompare(void *left, const void *right) {
     return static_cast<int32_t>(
-        call_row<int64_t>(left, kUcntlFamily, kCompareRow, nullptr, static_cast<const void *>(left),
+        call_row<int64_t>(left, VESK_FAC_UCNTL, kCompareRow, nullptr, static_cast<const void *>(left),
                           right));
 }
 
 VESK_API int32_t VeskHash(void *object, VeskErr *status) {
-    return static_cast<int32_t>(call_row<int64_t>(object, kUcntlFamily, kHashRow, status));
+    return static_cast<int32_t>(call_row<int64_t>(object, VESK_FAC_UCNTL, kHashRow, status));
 }
 
 VESK_API void *VeskLazydup(void *object, uintptr_t, uintptr_t, VeskErr *status) {

@@ -8,11 +8,6 @@
 
 namespace vesk::rt {
 
-inline constexpr uint16_t kCtorFamily = 1003;
-inline constexpr uint16_t kDupFamily = 1004;
-inline constexpr uint16_t kDestorFamily = 1005;
-inline constexpr uint16_t kUcntlFamily = 1006;
-
 enum CtorRow : uint16_t { kAllocRow = 4, kInitRow = 5, kFiniRow = 6, kDeallocRow = 7 };
 enum DupRow : uint16_t { kDup4Row = 4, kDup5Row = 5, kDupfRow = 6 };
 enum DestorRow : uint16_t { kGetRow = 4, kGetLRow = 5 };

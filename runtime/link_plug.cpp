@@ -13,10 +13,6 @@
 namespace vesk::rt {
 namespace {
 
-constexpr int32_t kCodeWrongState = 771;
-constexpr int32_t kCodeBusy = 49218;
-constexpr int32_t kEinval = 22;
-
 int64_t plug_class(VeskClass *cls, VeskErr *status) {
     const int64_t started = start_record(&cls->rec, status);
     if (started < 0 || (cls->rec.state & VESK_ST_RESOLVED) != 0)
@@ -81,7 +77,7 @@ void connect_dependencies(VeskModule *mod) {
 }
 
 void report_busy(VeskErr *status, const VeskRecord *rec) {
-    report(status, kCodeBusy, 0, 3, "_VeskModUnplug", printable(rec->longkey));
+    report(status, VESK_E_TOOBUSY, 0, 3, "_VeskModUnplug", printable(rec->longkey));
 }
 
 }  // namespace
@@ -124,7 +120,7 @@ VESK_API int64_t _VeskModPlug(VeskModule *module, VeskErr *status) {
 
 VESK_API int64_t _VeskModUnplug(VeskModule *module, VeskErr *status) {
     if (module->handle == nullptr) {  // a module of the library itself
-        report(status, kCodeWrongState, kEinval, 2, "_VeskModUnplug",
+        report(status, VESK_E_WRONGSTATE, EINVAL, 2, "_VeskModUnplug",
                printable(module->rec.longkey));
         return -1;
     }

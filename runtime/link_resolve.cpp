@@ -31,9 +31,6 @@
 namespace vesk::rt {
 namespace {
 
-constexpr int32_t kCodeWrongState = 771;
-constexpr int32_t kEinval = 22;
-
 // The sets being resolved, innermost first: a chain on the C stack.
 struct Resolving {
     const VeskOps *set;
@@ -104,7 +101,7 @@ void follow(Run &run, VeskOprow &row, VeskOps *source, uint32_t j) {
         return;
     }
     if (run.path.contains(source)) {
-        report(run.status, kCodeWrongState, kEinval, 2, "_VeskModPlug",
+        report(run.status, VESK_E_WRONGSTATE, EINVAL, 2, "_VeskModPlug",
                printable(source->rec.longkey));
         run.incomplete(0);
         return;

@@ -52,12 +52,12 @@ inline void *pod_at(void *holder, const VeskSe *se) {
 }
 
 [[gnu::cold, gnu::noinline]] void report_inappropriate(VeskErr *status, const VeskOid *key, const void *object) {
-    report(status, VESK_CODE_INAPPROPRIATE, 0, 5, int{key->opnum},
+    report(status, VESK_E_INAPPROPRIATE, 0, 5, int{key->opnum},
            printable(VeskObjectLongkey(object)));
 }
 
 [[gnu::cold, gnu::noinline]] void report_no_element(VeskErr *status, const VeskOid *key) {
-    report(status, VESK_CODE_NOMATCH, 0, 1, int{key->comp[1]});
+    report(status, VESK_E_NOMATCH, 0, 1, int{key->comp[1]});
 }
 
 inline VeskOprow *lookup_by_walk(void *object, const VeskOid *key, VeskClosure *closure,

@@ -9,8 +9,6 @@
 namespace vesk::rt {
 namespace {
 
-constexpr int32_t kCodeNoMemory = 32773;
-
 VeskModule **slot_of(const VeskModlist *list, const VeskModule *mod) {
     VeskModule **const end = list->storage + list->count;
     VeskModule **const at = std::find(list->storage, end, mod);
@@ -40,7 +38,7 @@ int64_t modlist_append(VeskModlist *list, VeskModule *mod, VeskErr *status) {
         void *grown = _NuMrealloc(list->storage, capacity * sizeof *list->storage, nullptr);
         if (grown == nullptr) {
             // Facility 0: the allocator's own code, told about this list.
-            VeskMkerr(nullptr, status, 0, 0, 0, 0, kCodeNoMemory, 0, 2, "@modlist.storage");
+            VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_NONE, VESK_E_NOMEM, 0, 2, "@modlist.storage");
             return -1;
         }
         list->storage = static_cast<VeskModule **>(grown);
@@ -54,14 +52,14 @@ VeskModule *modlist_find(const VeskModlist *list, const VeskModule *mod, VeskErr
     if (list->count != 0)
         if (VeskModule **at = slot_of(list, mod))
             return *at;
-    report(status, VESK_CODE_NOMATCH, 0, 2, "@module");
+    report(status, VESK_E_NOMATCH, 0, 2, "@module");
     return nullptr;
 }
 
 VeskModule *modlist_remove(VeskModlist *list, const VeskModule *mod, VeskErr *status) {
     VeskModule **at = list->count != 0 ? slot_of(list, mod) : nullptr;
     if (at == nullptr) {
-        report(status, VESK_CODE_NOMATCH, 0, 2, "@module");
+        report(status, VESK_E_NOMATCH, 0, 2, "@module");
         return nullptr;
     }
     VeskModule *found = *at;

@@ -10,10 +10,6 @@
 namespace {
 
 // Codes of the stock table these rows report.
-constexpr int32_t kNotReady = 518;         // resource not ready to use or no such resource
-constexpr int32_t kNotAvailable = 1027;    // inappropriate operation to the implementation
-constexpr int32_t kNotSupported = 1028;    // implementation does not support the operation
-constexpr int32_t kNotAllowed = 49203;     // operation not allowed on the entry
 
 // Results, as the rows' callers translate them.
 constexpr int64_t kFailed = -1;
@@ -33,32 +29,32 @@ inline const char *set_name(const VeskClosure *cl) { return vesk::rt::printable(
 extern "C" {
 
 VESK_API int64_t VeskOpStubNotconfigured(VeskClosure *closure, VeskErr *status) {
-    report_for(closure, status, kNotReady, 0);
+    report_for(closure, status, VESK_E_NOTREADY, 0);
     return kNotImplemented;
 }
 
 VESK_API int64_t _VeskOpNotconfigured(VeskClosure *closure, VeskErr *status) {
-    report_for(closure, status, kNotReady, 0);
+    report_for(closure, status, VESK_E_NOTREADY, 0);
     return kFailed;
 }
 
 VESK_API int64_t _VeskOpInappropriate(VeskClosure *closure, VeskErr *status) {
-    report_for(closure, status, VESK_CODE_INAPPROPRIATE, 5, int{closure->opnum}, set_name(closure));
+    report_for(closure, status, VESK_E_INAPPROPRIATE, 5, int{closure->opnum}, set_name(closure));
     return kUnsupported;
 }
 
 VESK_API int64_t _VeskOpNotimplemented(VeskClosure *closure, VeskErr *status) {
-    report_for(closure, status, VESK_CODE_NOTIMPL, 1, "operation");
+    report_for(closure, status, VESK_E_NOTIMPL, 1, "operation");
     return kNotImplemented;
 }
 
 VESK_API int64_t _VeskOpNotavailable(VeskClosure *closure, VeskErr *status) {
-    report_for(closure, status, kNotAvailable, 5, int{closure->opnum}, set_name(closure));
+    report_for(closure, status, VESK_E_INAPPROPRIATE_IMPL, 5, int{closure->opnum}, set_name(closure));
     return kUnsupported;
 }
 
 VESK_API int64_t _VeskOpNotsupported(VeskClosure *closure, VeskErr *status) {
-    report_for(closure, status, kNotSupported, 5, set_name(closure), int{closure->opnum});
+    report_for(closure, status, VESK_E_OPNOTSUPP, 5, set_name(closure), int{closure->opnum});
     return kUnsupported;
 }
 
@@ -66,7 +62,7 @@ VESK_API int64_t _VeskOpNotsupported(VeskClosure *closure, VeskErr *status) {
 // code that shows the row number as a number; the word "entry" is the
 // sentence's own.
 VESK_API int64_t _VeskOpNotallowed(VeskClosure *closure, VeskErr *status) {
-    report_for(closure, status, kNotAllowed, 1, int{closure->opnum});
+    report_for(closure, status, VESK_E_NOTALLOWED, 1, int{closure->opnum});
     return kFailed;
 }
 

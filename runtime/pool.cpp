@@ -11,8 +11,6 @@
 namespace vesk::rt {
 namespace {
 
-constexpr int32_t kCodeNotCreatable = 1027;
-
 VeskClass *class_in(void *user_data) { return *static_cast<VeskClass **>(user_data); }
 
 // An object going out: one more hold on the class, unless the count is full.
@@ -47,7 +45,7 @@ enum class Hooks { each_use, once_per_granule };
 
 NuZmalloc *open_pool(VeskClass *cls, uintptr_t granularity, Hooks hooks, VeskErr *status) {
     if (cls->instsize == 0) {
-        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RUNTIME, kCodeNotCreatable, ENODEV, 4,
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RUNTIME, VESK_E_INAPPROPRIATE_IMPL, ENODEV, 4,
                   "Useless attemp to create non-creatable object", cls->rec.longkey);
         return nullptr;
     }

@@ -21,10 +21,6 @@ constinit Idreg g_opsreg{};
 constinit Idreg g_objreg{};
 constinit Idreg g_modreg{};
 
-constexpr int32_t kCodeNotReady = 518;       // no such resource
-constexpr int32_t kCodeExists = 0xC031;      // 49201: such entry already exists
-constexpr int32_t kCodeInOtherTree = 0xC039; // 49209: already inserted into a tree
-
 // `ready` goes 0 -> kStarting -> kReady once; only the thread that moved it
 // off 0 sets the tree up, so a first use racing the bootstrap is harmless.
 constexpr unsigned char kStarting = 2;
@@ -97,11 +93,11 @@ int64_t enter(Idreg &reg, typename By::Record *rec, VeskErr *status) {
         }
         node.data = 0;  // still in no list
     } else if (owner != &reg) {
-        report(status, kCodeInOtherTree, 0, 1, By::label(rec));
+        report(status, VESK_E_INSERTED, 0, 1, By::label(rec));
         return -1;
     }
     // A duplicate, the depth limit, or a second entry into this very list.
-    report(status, kCodeExists, 0, 1, By::label(rec));
+    report(status, VESK_E_ENTRYEXISTS, 0, 1, By::label(rec));
     return -1;
 }
 
@@ -157,28 +153,28 @@ int64_t enter_by_name(Idreg &reg, VeskModule *mod, VeskErr *status) {
 VeskRecord *remove_by_id(Idreg &reg, const VeskOid *key, VeskErr *status) {
     VeskRecord *rec = remove<ById>(reg, IdProbe(key).word());
     if (rec == nullptr)
-        report(status, VESK_CODE_NOMATCH, 0, 1, int{key->comp[1]});
+        report(status, VESK_E_NOMATCH, 0, 1, int{key->comp[1]});
     return rec;
 }
 
 VeskModule *remove_by_name(Idreg &reg, const char *name, VeskErr *status) {
     VeskModule *mod = remove<ByName>(reg, NameProbe(name).word());
     if (mod == nullptr)
-        report(status, VESK_CODE_NOMATCH, 0, 2, name);
+        report(status, VESK_E_NOMATCH, 0, 2, name);
     return mod;
 }
 
 VeskRecord *find_by_id(Idreg &reg, const VeskOid *key, VeskErr *status) {
     VeskRecord *rec = find<ById>(reg, IdProbe(key).word());
     if (rec == nullptr)
-        report(status, kCodeNotReady, 0, 4, int{key->comp[1]});
+        report(status, VESK_E_NOTREADY, 0, 4, int{key->comp[1]});
     return rec;
 }
 
 VeskModule *find_by_name(Idreg &reg, const char *name, VeskErr *status) {
     VeskModule *mod = find<ByName>(reg, NameProbe(name).word());
     if (mod == nullptr)
-        report(status, kCodeNotReady, 0, 1, name);
+        report(status, VESK_E_NOTREADY, 0, 1, name);
     return mod;
 }
 

@@ -17,12 +17,9 @@ using namespace vesk::rt;
 
 namespace {
 
-constexpr int32_t kCodeInvalid = 259;     // invalid argument
-constexpr int32_t kCodeWrongState = 771;  // wrong [object] state
-
 [[gnu::cold, gnu::noinline]] void report_invalid(VeskErr *status, const char *fn,
                                                  const char *param) {
-    report(status, kCodeInvalid, 0, 3, kScope, fn, param);
+    report(status, VESK_E_INVAL, 0, 3, kScope, fn, param);
 }
 
 // The list of a getter's category, or null for a category it doesn't serve.
@@ -75,7 +72,7 @@ int64_t end(void *record, bool (*kind_ok)(uint16_t), VeskErr *status, const char
     }
     auto *rec = static_cast<VeskRecord *>(record);
     if (!give_hold(rec)) {
-        report(status, kCodeWrongState, EINVAL, 2, fn, printable(rec->longkey));
+        report(status, VESK_E_WRONGSTATE, EINVAL, 2, fn, printable(rec->longkey));
         return -1;
     }
     return 0;

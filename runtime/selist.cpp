@@ -29,7 +29,7 @@ bool can_push(VeskSelist *list, VeskSeblock *block, VeskErr *status, const char 
     }
     if (block->links.next != nullptr || block->links.prev != nullptr) {
         // 772: the object already in the state.
-        report(status, 772, 0, 1, "@block");
+        report(status, VESK_E_ALREADYSTATE, 0, 1, "@block");
         return false;
     }
     if (!list->ready)
@@ -89,14 +89,14 @@ VESK_API int64_t _VeskSelistPushfront_nlk(VeskSelist *list, VeskSeblock *block, 
 VESK_API VeskSe *_VeskSelistLookup_nlk(VeskSelist *list, const VeskOid *key, VeskErr *status) {
     if (VeskSe *se = selist_find(list, key))
         return se;
-    report(status, VESK_CODE_NOMATCH, 0, 1, int{key->comp[1]});
+    report(status, VESK_E_NOMATCH, 0, 1, int{key->comp[1]});
     return nullptr;
 }
 
 VESK_API VeskSe *_VeskSelistLookup_ptr_nlk(VeskSelist *list, const VeskSe *se, VeskErr *status) {
     if (VeskSe *found = selist_find_if(list, [se](const VeskSe *e) { return e == se; }))
         return found;
-    report(status, VESK_CODE_NOMATCH, 0, 2, "@service-element");
+    report(status, VESK_E_NOMATCH, 0, 2, "@service-element");
     return nullptr;
 }
 

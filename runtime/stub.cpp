@@ -15,7 +15,7 @@ namespace {
 // The rows keep the numbers of the set an unresolved service element stands
 // for, so that a call of row n ends in row n here.
 VESK_OPS_T(10) stub_null = {
-    VESK_RECORD_INIT("operations/stub/null", "stub/null", "stub", VESK_OID3(3, 1, 0), nullptr),
+    VESK_RECORD_INIT("operations/stub/null", "stub/null", "stub", VESK_OID3(VESK_CAT_OPS, VESK_FAC_STUB, 0), nullptr),
     0,
     10,
     {
@@ -43,10 +43,10 @@ struct StubClass {
     VeskClass cls;
     VESK_SEBLOCK_T(2) block;
 } stub_class_record = {
-    VESK_CLASS_INIT("objects/Nustub", "Nustub", "Nustub", VESK_OID2(4, 1), class_on_link, 0),
+    VESK_CLASS_INIT("objects/Nustub", "Nustub", "Nustub", VESK_OID2(VESK_CAT_CLASS, VESK_FAC_STUB), class_on_link, 0),
     {VESK_SEBLOCK_HEAD(2),
-     {VESK_SE_OWN(VESK_OID3(3, 1, 0), 0, 0, VESK_OPS(&stub_null)),
-      VESK_SE_IMPORT(VESK_OID3(3, 1006, 8), 0, 0)}},
+     {VESK_SE_OWN(VESK_OID3(VESK_CAT_OPS, VESK_FAC_STUB, 0), 0, 0, VESK_OPS(&stub_null)),
+      VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_UCNTL, 8), 0, 0)}},
 };
 
 int64_t class_on_link(VeskRecord *rec, VeskErr *status) {
@@ -63,10 +63,10 @@ struct StubModule {
     VeskModule mod;
     VESK_SEBLOCK_T(1) block;
 } stub_module_record = {
-    VESK_MODULE_INIT("modules/stub", "stub", "stub", VESK_OID2(5, 1), module_on_link, "stub",
+    VESK_MODULE_INIT("modules/stub", "stub", "stub", VESK_OID2(VESK_CAT_MODULE, VESK_FAC_STUB), module_on_link, "stub",
                      VESK_VERSION(2, 4, 1), __DATE__),
     {VESK_SEBLOCK_HEAD(1),
-     {VESK_SE_IMPORT(VESK_OID3(3, 1005, 5), 0, offsetof(VeskModule, descriptor))}},
+     {VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), 0, offsetof(VeskModule, descriptor))}},
 };
 
 VeskOps *stub_opsv[1];

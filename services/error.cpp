@@ -175,7 +175,7 @@ int64_t init_once(VeskClosure *cl, VeskErr *err) {
     NuSMutexInit(&svc->mutex);
     NuRTBTInit(&svc->tree);
     // No other thread can reach the service yet: the table goes in unlocked.
-    return add_table_nlk(cl, err, kStockErrorRows + 1, stock_error_table);
+    return add_table_nlk(cl, err, kStockErrorRows + 1, stock_error_table.data());
 }
 
 int64_t fini_once(VeskClosure *cl, VeskErr *err) {
@@ -187,7 +187,7 @@ int64_t fini_once(VeskClosure *cl, VeskErr *err) {
 
 VESK_OPS_T(kRowCount) err_ops = {
     VESK_RECORD_INIT("operations/error/Err", "error/Err", "error",
-                     VESK_OID3(3, VESK_ERR_FAMILY, kErrSub), nullptr),
+                     VESK_OID3(VESK_CAT_OPS, VESK_ERR_FAMILY, kErrSub), nullptr),
     sizeof(VeskErrService),
     kRowCount,
     {
@@ -217,15 +217,15 @@ struct ErrClass {
 };
 
 ErrClass err_class = {
-    VESK_CLASS_INIT("objects/Nuerr", "Nuerr", "Nuerr", VESK_OID2(4, kErrClassId), class_on_link,
+    VESK_CLASS_INIT("objects/Nuerr", "Nuerr", "Nuerr", VESK_OID2(VESK_CAT_CLASS, kErrClassId), class_on_link,
                     0),
     {},
     {VESK_VERSION(2, 4, 1), __DATE__},
     {VESK_SEBLOCK_HEAD(3),
-     {VESK_SE_OWN(VESK_OID3(3, VESK_ERR_FAMILY, kErrSub), 0, offsetof(ErrClass, state),
+     {VESK_SE_OWN(VESK_OID3(VESK_CAT_OPS, VESK_ERR_FAMILY, kErrSub), 0, offsetof(ErrClass, state),
                   VESK_OPS(&err_ops)),
-      VESK_SE_IMPORT(VESK_OID3(3, 1006, 8), 0, 0),
-      VESK_SE_IMPORT(VESK_OID3(3, 1005, 5), 0, offsetof(ErrClass, descriptor))}},
+      VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_UCNTL, 8), 0, 0),
+      VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), 0, offsetof(ErrClass, descriptor))}},
 };
 
 int64_t class_on_link(VeskRecord *rec, VeskErr *status) {
@@ -239,10 +239,10 @@ struct ErrModule {
     VeskModule mod;
     VESK_SEBLOCK_T(1) block;
 } err_module = {
-    VESK_MODULE_INIT("modules/error", "error", "error", VESK_OID2(5, kErrModuleId),
+    VESK_MODULE_INIT("modules/error", "error", "error", VESK_OID2(VESK_CAT_MODULE, kErrModuleId),
                      module_on_link, "error", VESK_VERSION(2, 4, 1), __DATE__),
     {VESK_SEBLOCK_HEAD(1),
-     {VESK_SE_IMPORT(VESK_OID3(3, 1005, 5), 0, offsetof(VeskModule, descriptor))}},
+     {VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), 0, offsetof(VeskModule, descriptor))}},
 };
 
 VeskOps *err_opsv[1];
@@ -266,7 +266,7 @@ std::atomic_ref<void *> default_service() {
 }
 
 int32_t fetch_default_service(uintptr_t) {
-    const VeskOid key = VESK_OID2(4, kErrClassId);
+    const VeskOid key = VESK_OID2(VESK_CAT_CLASS, kErrClassId);
     if (default_service().load() == nullptr)
         default_service().store(VeskGetcobject(&key, nullptr), std::memory_order_release);
     return 0;
@@ -277,7 +277,7 @@ int32_t drop_default_service(uintptr_t) {
     void *service = default_service().exchange(nullptr);
     if (service == nullptr)
         return 0;
-    const VeskOid release = {2, 6, {3, 1006, 0, 0, 0, 0}};
+    const VeskOid release = {2, 6, {VESK_CAT_OPS, VESK_FAC_UCNTL, 0, 0, 0, 0}};
     VeskFrame *frame = __vesk_closure_tramp_att();
     frame->fn = VeskLookupoporstub(service, &release, &frame->cl)->fn;
     reinterpret_cast<int64_t (*)(VeskFrame *, VeskErr *, uint32_t)>(__vesk_call_tramp)(frame,

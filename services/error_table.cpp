@@ -3,6 +3,7 @@
 // group; the head row carries the group's size. The rows are written by the
 // service (their tree links) while the table is added, so the table is not
 // const.
+#include <array>
 #include <cerrno>
 
 #include "error_table.hpp"
@@ -16,9 +17,7 @@ constexpr int32_t kEAUTH = 80;
 constexpr int32_t kENEEDAUTH = 81;
 constexpr int32_t kEPROCLIM = 67;
 
-}  // namespace
-
-VeskErrEntry stock_error_table[kStockErrorRows + 1] = {
+constexpr auto kRows = std::to_array<VeskErrEntry>({
     // 0x0101
     {257, E2BIG, "The argument list is too long.", 4, {}},
     {257, E2BIG, "%s: an argument list is too long.", 0, {}},
@@ -501,6 +500,35 @@ VeskErrEntry stock_error_table[kStockErrorRows + 1] = {
     // 0xc043
     {49219, ENAMETOOLONG, "Too many levels of [hierarchical] structure.", 1, {}},
     {VESK_ERR_TABLE_END, 0, nullptr, 0, {}},
-};
+});
+
+#define VESK_CODE_NUMBER_(name, number) (number),
+constexpr uint32_t kListedCodes[] = {VESK_CODE_MAP(VESK_CODE_NUMBER_)};
+#undef VESK_CODE_NUMBER_
+
+// The table holds exactly the listed codes, in the list's order, each as one
+// group of `count` rows that share code and errno, and then its end row.
+consteval bool groups_follow_code_list() {
+    size_t row = 0;
+    for (const uint32_t code : kListedCodes) {
+        const VeskErrEntry &head = kRows[row];
+        if (head.code != code || head.count == 0 || row + head.count >= kRows.size()) {
+            return false;
+        }
+        for (uint32_t i = 1; i < head.count; ++i) {
+            const VeskErrEntry &member = kRows[row + i];
+            if (member.code != code || member.unixerr != head.unixerr || member.count != 0) {
+                return false;
+            }
+        }
+        row += head.count;
+    }
+    return row == kStockErrorRows && kRows[row].code == VESK_ERR_TABLE_END;
+}
+static_assert(groups_follow_code_list(), "the stock table and VESK_CODE_MAP differ");
+
+}  // namespace
+
+constinit std::array<VeskErrEntry, kStockErrorRows + 1> stock_error_table = kRows;
 
 }  // namespace vesk::svc

@@ -1,6 +1,8 @@
 // The error service's internals shared with its stock table.
 #pragma once
 
+#include <array>
+
 #include "vesk.h"
 
 namespace vesk::svc {
@@ -9,7 +11,7 @@ namespace vesk::svc {
 inline constexpr uint32_t kStockErrorRows = 350;
 
 // The stock table, ended by a row with code VESK_ERR_TABLE_END.
-extern VeskErrEntry stock_error_table[kStockErrorRows + 1];
+extern std::array<VeskErrEntry, kStockErrorRows + 1> stock_error_table;
 
 // "modules/error", for the bootstrap.
 VeskModule *error_module();

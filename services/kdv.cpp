@@ -17,9 +17,9 @@ struct KdvModule {
     VeskModule mod;
     VESK_SEBLOCK_T(1) block;
 } kdv = {
-    VESK_MODULE_INIT("modules/kdv", "kdv", "kdv", VESK_OID2(5, 4), module_on_link, "kdv",
+    VESK_MODULE_INIT("modules/kdv", "kdv", "kdv", VESK_OID2(VESK_CAT_MODULE, 4), module_on_link, "kdv",
                      VESK_VERSION(2, 4, 1), __DATE__),
-    {VESK_SEBLOCK_HEAD(1), {VESK_SE_OWN(VESK_OID3(3, 1005, 5), 0, offsetof(VeskModule, descriptor),
+    {VESK_SEBLOCK_HEAD(1), {VESK_SE_OWN(VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), 0, offsetof(VeskModule, descriptor),
                                         nullptr)}},
 };
 

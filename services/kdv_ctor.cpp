@@ -14,10 +14,6 @@ namespace {
 
 using rt::head;
 
-constexpr int32_t kCodeNullArgument = 258;
-constexpr int32_t kCodeBadArgument = 259;
-constexpr int32_t kCodeNoResource = 519;
-constexpr int32_t kCodeNotCreatable = 1027;
 constexpr int32_t kHoldsFull = 0x7fffffff;
 
 VeskClass *class_of(const VeskClosure *cl) { return static_cast<VeskClass *>(cl->holder); }
@@ -34,12 +30,12 @@ VeskInstance *make_instance(void *at, VeskClass *cls, uint16_t flags) {
 int64_t alloc_from_pool(VeskClosure *cl, VeskErr *err, NuZmalloc *zone) {
     VeskClass *cls = class_of(cl);
     if (zone == nullptr) {
-        report_in(cl, err, kCodeNullArgument, EFAULT, 3, set_name(cl), row_name(cl),
+        report_in(cl, err, VESK_E_FAULT, EFAULT, 3, set_name(cl), row_name(cl),
                   "@memory(pool)");
         return -1;
     }
     if (zone->object_size < cls->instsize) {
-        report_in(cl, err, kCodeBadArgument, EINVAL, 3, set_name(cl), row_name(cl),
+        report_in(cl, err, VESK_E_INVAL, EINVAL, 3, set_name(cl), row_name(cl),
                   "@pool(user-object-size)");
         return -1;
     }
@@ -55,7 +51,7 @@ bool take_class_hold(VeskClosure *cl, VeskErr *err) {
     VeskClass *cls = class_of(cl);
     rt::WriteLocked locked(&cls->rec.lock);
     if (rt::holds_of(&cls->rec) >= kHoldsFull) {
-        report_in(cl, err, kCodeNoResource, EAGAIN, 3, set_name(cl), row_name(cl),
+        report_in(cl, err, VESK_E_AGAIN, EAGAIN, 3, set_name(cl), row_name(cl),
                   cls->rec.longkey);
         return false;
     }
@@ -71,7 +67,7 @@ void give_class_hold(VeskClass *cls) {
 int64_t alloc(VeskClosure *cl, VeskErr *err, uint32_t flags, void *mem, uint32_t extra) {
     VeskClass *cls = class_of(cl);
     if (cls->instsize == 0) {
-        report_in(cl, err, kCodeNotCreatable, ENODEV, 4,
+        report_in(cl, err, VESK_E_INAPPROPRIATE_IMPL, ENODEV, 4,
                   "Useless attemp to create non-creatable object", cls->rec.longkey);
         return -1;
     }
@@ -165,7 +161,7 @@ int64_t pool_alloc(VeskClosure *cl, VeskErr *err, uint32_t flags, void *, uint32
 
 VESK_OPS_T(8) ctor = {
     VESK_RECORD_INIT("operations/constructor/Ctor", "constructor/Ctor", "constructor",
-                     VESK_OID3(3, 1003, 3), nullptr),
+                     VESK_OID3(VESK_CAT_OPS, VESK_FAC_CTOR, 3), nullptr),
     0,
     8,
     {
@@ -180,7 +176,7 @@ VESK_OPS_T(8) ctor = {
 // init, fini and dealloc are Ctor's own functions.
 VESK_OPS_T(8) pool_ctor = {
     VESK_RECORD_INIT("operations/constructor/PoolCtor", "constructor/PoolCtor", "constructor",
-                     VESK_OID3(3, 1003, 9), nullptr),
+                     VESK_OID3(VESK_CAT_OPS, VESK_FAC_CTOR, 9), nullptr),
     sizeof(PoolPod),
     8,
     {

@@ -7,11 +7,9 @@
 namespace vesk::svc {
 namespace {
 
-constexpr int32_t kCodeNoFeature = 1029;
-
 int64_t get(VeskClosure *cl, VeskErr *err, VeskDescriptorInfo *out) {
     if (out->dsc_dtyp != VESK_DESCRIPTOR_TYPE) {
-        report_in(cl, err, kCodeNoFeature, 0, 6, set_name(cl), row_name(cl),
+        report_in(cl, err, VESK_E_NOTSUP, 0, 6, set_name(cl), row_name(cl),
                   "@descriptor.dsc_dtyp");
         return -4;
     }
@@ -32,7 +30,7 @@ int64_t get_localized(VeskClosure *cl, VeskErr *err, VeskDescriptorInfo *out, co
 
 VESK_OPS_T(6) destor = {
     VESK_RECORD_INIT("operations/descriptor/Destor", "descriptor/Destor", "descriptor",
-                     VESK_OID3(3, 1005, 5), nullptr),
+                     VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), nullptr),
     sizeof(VeskDescriptor),
     6,
     {

@@ -41,7 +41,7 @@ int64_t dupf(VeskClosure *cl, VeskErr *err, void *source, uint32_t flags, void *
 
 VESK_OPS_T(7) dup = {
     VESK_RECORD_INIT("operations/duplicator/Dup", "duplicator/Dup", "duplicator",
-                     VESK_OID3(3, 1004, 4), nullptr),
+                     VESK_OID3(VESK_CAT_OPS, VESK_FAC_DUP, 4), nullptr),
     0,
     7,
     {

@@ -14,12 +14,10 @@
 namespace vesk::svc {
 namespace {
 
-constexpr int32_t kCodeWrongState = 771;
-constexpr int32_t kCodeNoFeature = 1029;
 constexpr int32_t kCountLimit = 0x7fffffff;
 
 int64_t refuse_count(const VeskClosure *cl, VeskErr *err) {
-    report_in(cl, err, kCodeWrongState, EINVAL, 2, row_name(cl), longkey_of(cl->self));
+    report_in(cl, err, VESK_E_WRONGSTATE, EINVAL, 2, row_name(cl), longkey_of(cl->self));
     return -1;
 }
 
@@ -163,7 +161,7 @@ uint32_t right_hash(Rhs kind, const void *right) {
 // answer is turned round.
 int64_t compare_with_object(void *right, uint32_t left_hash) {
     const VeskHintHash probe{87, 0, left_hash};
-    const int64_t answer = rt::call_row<int64_t>(right, rt::kUcntlFamily, rt::kCompareRow,
+    const int64_t answer = rt::call_row<int64_t>(right, VESK_FAC_UCNTL, rt::kCompareRow,
                                                  nullptr, static_cast<const void *>(right),
                                                  static_cast<const void *>(&probe));
     const auto word = static_cast<int32_t>(answer);
@@ -174,7 +172,7 @@ int64_t x_compare(VeskClosure *cl, VeskErr *err, const void *, const void *right
     const uint16_t hint = *static_cast<const uint16_t *>(right);
     const Rhs kind = hint < kHints.size() ? kHints[hint] : Rhs::unknown;
     if (kind == Rhs::unknown) {
-        report_in(cl, err, kCodeNoFeature, ENOTSUP, 6, set_name(cl), row_name(cl), "@rhs.hint");
+        report_in(cl, err, VESK_E_NOTSUP, ENOTSUP, 6, set_name(cl), row_name(cl), "@rhs.hint");
         return VESK_COMPARE_REFUSED;
     }
     using HashFn = int64_t (*)(VeskClosure *, VeskErr *);
@@ -207,7 +205,7 @@ int64_t p_release(VeskClosure *cl, VeskErr *, uint32_t) {
 #define UCNTL_SET(var, key, shortkey, id, podsize_, pod_init_, pod_fini_, value_, retain_,       \
                   release_, hash_, compare_)                                                      \
     VESK_OPS_T(9) var = {                                                                         \
-        VESK_RECORD_INIT(key, shortkey, "ucntl", VESK_OID3(3, 1006, id), nullptr),                \
+        VESK_RECORD_INIT(key, shortkey, "ucntl", VESK_OID3(VESK_CAT_OPS, VESK_FAC_UCNTL, id), nullptr),                \
         podsize_,                                                                                 \
         9,                                                                                        \
         {                                                                                         \

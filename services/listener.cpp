@@ -29,15 +29,13 @@ Spin::Spin(uint32_t &word) : word_(word) {
 Spin::~Spin() { word_.exchange(0, std::memory_order_release); }
 
 int64_t report_not_linked(const VeskClosure *cl, VeskErr *err, const void *peer) {
-    report_in(cl, err, 49170, ENOENT, 1,
+    report_in(cl, err, VESK_E_NOMATCH, ENOENT, 1,
               static_cast<int>(reinterpret_cast<intptr_t>(peer)));
     return -1;
 }
 
 namespace {
 
-constexpr int32_t kCodeBusy = 517;
-constexpr int32_t kCodeNoMemory = 32773;
 constexpr uint16_t N = VESK_NOTIFIER_FAMILY;
 
 void *self_of(const VeskClosure *cl) { return cl->self; }
@@ -127,7 +125,7 @@ int64_t m_attach(VeskClosure *cl, VeskErr *err, void *notifier, const uint32_t *
     {
         MutexLocked locked(&p->lock);
         if (!add_slot(p->capacity, p->length, p->links, notifier)) {
-            report_in(cl, err, kCodeNoMemory, ENOMEM, 1, row_name(cl));
+            report_in(cl, err, VESK_E_NOMEM, ENOMEM, 1, row_name(cl));
             return -1;
         }
     }
@@ -199,7 +197,7 @@ int64_t u_attach(VeskClosure *cl, VeskErr *err, void *notifier, const uint32_t *
     {
         Spin locked(p->spin);
         if (p->peer != nullptr) {
-            report_in(cl, err, kCodeBusy, EBUSY, 1, longkey_of(self_of(cl)));
+            report_in(cl, err, VESK_E_BUSY, EBUSY, 1, longkey_of(self_of(cl)));
             return -1;
         }
         p->peer = notifier;
@@ -262,7 +260,7 @@ int64_t cb_listen(VeskClosure *cl, VeskErr *err, void *notifier, const void *not
 #define LISTENER_SET(var, key, shortkey, id, pod_, pod_init_, pod_fini_, count_, clear_, listen_, \
                      attach_, detach_, unlink_, unlink_nlk_, many_)                             \
     VESK_OPS_T(14) var = {                                                                      \
-        VESK_RECORD_INIT(key, shortkey, "listener", VESK_OID3(3, 1019, id), nullptr),           \
+        VESK_RECORD_INIT(key, shortkey, "listener", VESK_OID3(VESK_CAT_OPS, VESK_FAC_LISTENER, id), nullptr),           \
         sizeof(pod_),                                                                           \
         14,                                                                                     \
         {                                                                                       \

@@ -30,22 +30,22 @@ struct NoticeClass {
 // of the library runs: the start chain links them from one.
 #define NOTICE_CLASS(Pod, var, longkey, shortkey, id, family, set_id, version, own_set)          \
     NoticeClass<Pod> var = {                                                                      \
-        VESK_CLASS_INIT(longkey, shortkey, shortkey, VESK_OID2(4, id), class_on_link,             \
+        VESK_CLASS_INIT(longkey, shortkey, shortkey, VESK_OID2(VESK_CAT_CLASS, id), class_on_link,             \
                         sizeof(Instance<Pod>)),                                                   \
         {version, __DATE__},                                                                      \
         {VESK_SEBLOCK_HEAD(4),                                                                    \
-         {VESK_SE_OWN(VESK_OID3(3, family, set_id), 1, offsetof(Instance<Pod>, pod), nullptr),    \
-          VESK_SE_IMPORT(VESK_OID3(3, 1006, 6), 1, offsetof(Instance<Pod>, count)),               \
-          VESK_SE_IMPORT(VESK_OID3(3, 1003, 3), 0, 0),                                            \
-          VESK_SE_IMPORT(VESK_OID3(3, 1005, 5), 0, offsetof(NoticeClass<Pod>, descriptor))}},     \
+         {VESK_SE_OWN(VESK_OID3(VESK_CAT_OPS, family, set_id), 1, offsetof(Instance<Pod>, pod), nullptr),    \
+          VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_UCNTL, 6), 1, offsetof(Instance<Pod>, count)),               \
+          VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_CTOR, 3), 0, 0),                                            \
+          VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), 0, offsetof(NoticeClass<Pod>, descriptor))}},     \
         own_set,                                                                                  \
     }
 
-NOTICE_CLASS(CbUListenerPod, cbulsner, "objects/Nucbulsner", "Nucbulsner", 13, 1019, 23,
+NOTICE_CLASS(CbUListenerPod, cbulsner, "objects/Nucbulsner", "Nucbulsner", 13, VESK_FAC_LISTENER, 23,
              VESK_VERSION(2, 4, 1), cbulsner_ops);
-NOTICE_CLASS(CbMListenerPod, cbmlsner, "objects/Nucbmlsner", "Nucbmlsner", 14, 1019, 24,
+NOTICE_CLASS(CbMListenerPod, cbmlsner, "objects/Nucbmlsner", "Nucbmlsner", 14, VESK_FAC_LISTENER, 24,
              VESK_VERSION(2, 4, 1), cbmlsner_ops);
-NOTICE_CLASS(UNotifierPod, untfier, "objects/Nuuntfier", "Nuuntfier", 11, 1017, 19,
+NOTICE_CLASS(UNotifierPod, untfier, "objects/Nuuntfier", "Nuuntfier", 11, VESK_FAC_NOTIFIER, 19,
              VESK_VERSION(2, 4, 0), untfier_ops);
 
 #undef NOTICE_CLASS

@@ -8,9 +8,6 @@
 namespace vesk::svc {
 namespace {
 
-constexpr int32_t kCodeNullArgument = 258;
-constexpr int32_t kCodeBusy = 517;
-constexpr int32_t kCodeNoMemory = 32773;
 constexpr uint16_t L = VESK_LISTENER_FAMILY;
 
 template <class Pod>
@@ -100,7 +97,7 @@ int64_t m_add(VeskClosure *cl, VeskErr *err, void *listener, const uint32_t *fil
     MNotifierPod *p = pod<MNotifierPod>(cl);
     MutexLocked locked(&p->lock);
     if (!add_slot(p->capacity, p->length, p->links, ListenerSlot{listener, filter})) {
-        report_in(cl, err, kCodeNoMemory, ENOMEM, 1, row_name(cl));
+        report_in(cl, err, VESK_E_NOMEM, ENOMEM, 1, row_name(cl));
         return -1;
     }
     return 0;
@@ -124,7 +121,7 @@ int64_t m_unlink(VeskClosure *cl, VeskErr *err, void *listener) {
 
 int64_t m_unlink_nlk(VeskClosure *cl, VeskErr *err, void *listener) {
     if (listener == nullptr) {
-        report_in(cl, err, kCodeNullArgument, EFAULT, 3, set_name(cl), row_name(cl), "@listener");
+        report_in(cl, err, VESK_E_FAULT, EFAULT, 3, set_name(cl), row_name(cl), "@listener");
         return -1;
     }
     listener = rt::deref(listener);
@@ -181,7 +178,7 @@ int64_t u_add(VeskClosure *cl, VeskErr *err, void *listener, const uint32_t *fil
             return 0;
         }
     }
-    report_in(cl, err, kCodeBusy, EBUSY, 1, longkey_of(cl->self));
+    report_in(cl, err, VESK_E_BUSY, EBUSY, 1, longkey_of(cl->self));
     return -1;
 }
 
@@ -221,7 +218,7 @@ int64_t u_unlink_nlk(VeskClosure *cl, VeskErr *err, void *listener) {
 #define NOTIFIER_SET(var, key, shortkey, id, pod_, pod_init_, pod_fini_, count_, clear_, post_,   \
                      add_, remove_, unlink_, unlink_nlk_)                                         \
     VESK_OPS_T(11) var = {                                                                        \
-        VESK_RECORD_INIT(key, shortkey, "notifier", VESK_OID3(3, 1017, id), nullptr),             \
+        VESK_RECORD_INIT(key, shortkey, "notifier", VESK_OID3(VESK_CAT_OPS, VESK_FAC_NOTIFIER, id), nullptr),             \
         sizeof(pod_),                                                                             \
         11,                                                                                       \
         {                                                                                         \

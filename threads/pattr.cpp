@@ -43,7 +43,7 @@ VESK_API int64_t NuPMutexattrGetprioceiling(const NuPMutexattr *, int32_t *) { r
 VESK_API int64_t NuPMutexattrSetprioceiling(NuPMutexattr *, int32_t ceiling, VeskErr *err) {
     if (ceiling >= -kCeilingLimit && ceiling <= kCeilingLimit)
         return 0;
-    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeBadArgument, 0, 1, "@prioseiling");
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_INVAL, 0, 1, "@prioseiling");
     return -1;
 }
 

@@ -69,7 +69,7 @@ VESK_API int64_t NuPMutexTrylock(NuPMutex mutex, VeskErr *err) {
 VESK_API int64_t NuPMutexUnlock(NuPMutex mutex, VeskErr *err) {
     if (mutex != 0 && pthread_mutex_unlock(&block_of(mutex)->mutex) == 0)
         return 0;
-    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeNotPermitted, 0, 1, "NuPMutexUnlock");
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_PERM, 0, 1, "NuPMutexUnlock");
     return -1;
 }
 

@@ -6,39 +6,29 @@
 
 namespace vesk::threads {
 
-inline constexpr int32_t kFacilityNone = 0;
-inline constexpr int32_t kFacilityNotHere = 100;  // what this platform lacks
-inline constexpr int32_t kCodeBadArgument = 259;
-inline constexpr int32_t kCodeNotPermitted = 513;
-inline constexpr int32_t kCodeBusy = 517;
-inline constexpr int32_t kCodeNotImplemented = 1026;
-inline constexpr int32_t kCodeNoFeature = 1029;
-inline constexpr int32_t kCodeTimedOut = 1034;
-inline constexpr int32_t kCodeSystem = 32769;
-
 // A platform call failed: "<errno>: runtime error.", -1.
 inline int64_t report_system(VeskErr *err, int errnum) {
-    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeSystem, 0, 1, errnum);
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_SYSTEM, 0, 1, errnum);
     return -1;
 }
 
 // "<function>: operation timed out.", -6.
 inline int64_t report_timed_out(VeskErr *err, const char *function) {
-    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeTimedOut, 0, 1, function);
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_TIMEDOUT, 0, 1, function);
     return -6;
 }
 
 // "<function>:@mutex: resource is used ...": a try-lock that found the lock
 // taken, 0.
 inline int64_t report_busy(VeskErr *err, const char *function) {
-    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeBusy, 0, 2, function, "@mutex");
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_BUSY, 0, 2, function, "@mutex");
     return 0;
 }
 
 // A span in milliseconds beyond the 32-bit range: "<function>(@duration):
 // invalid argument.", -1.
 inline int64_t refuse_duration(VeskErr *err, const char *function) {
-    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeBadArgument, 0, 2, function,
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_INVAL, 0, 2, function,
               "@duration");
     return -1;
 }
@@ -46,7 +36,7 @@ inline int64_t refuse_duration(VeskErr *err, const char *function) {
 // A priority outside -4 .. 4: "<function><@priority>: implementation does
 // not support the feature [of the standard].", -4.
 inline int64_t refuse_priority(VeskErr *err, const char *function) {
-    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeNoFeature, 0, 5, function, "@priority");
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_NOTSUP, 0, 5, function, "@priority");
     return -4;
 }
 

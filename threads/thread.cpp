@@ -102,12 +102,12 @@ pid_t tid_of(ThreadRecord *r) {
 }
 
 int64_t not_implemented(VeskErr *err, const char *function) {
-    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNotHere, kCodeNotImplemented, ENOSYS, 1, function);
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NOTHERE, VESK_E_NOTIMPL, ENOSYS, 1, function);
     return -3;
 }
 
 int64_t refuse_type(VeskErr *err) {
-    VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeBadArgument, 0, 1, "@type");
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_INVAL, 0, 1, "@type");
     return -1;
 }
 

@@ -84,7 +84,7 @@ VESK_API int64_t NuPThrattrGetstacksize(const NuPThrattr *attr, uint32_t *size) 
 
 VESK_API int64_t NuPThrattrSetstacksize(NuPThrattr *attr, uint32_t size, VeskErr *err) {
     if (size < kSmallestStack) {
-        VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeBadArgument, 0, 1, "@stacksize");
+        VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_INVAL, 0, 1, "@stacksize");
         return -1;
     }
     attr->stacksize = size;
@@ -107,7 +107,7 @@ VESK_API int64_t NuPThrattrGetstackaddr(const NuPThrattr *attr, void **address, 
 // must be set first; null goes back to a stack of the platform's.
 VESK_API int64_t NuPThrattrSetstackaddr(NuPThrattr *attr, void *address, VeskErr *err) {
     if (address != nullptr && attr->stacksize < kSmallestStack) {
-        VeskMkerr(nullptr, err, 0, 0, 0, kFacilityNone, kCodeBadArgument, 0, 1, "@stacksize");
+        VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_INVAL, 0, 1, "@stacksize");
         return -1;
     }
     attr->stackaddr = address;

@@ -190,11 +190,11 @@ TEST_F(Lookup, ChainsLongerThanTheWalkBoundFailCleanly) {
         VeskErr st = garbage_status();
         fill_pattern(cl);
         EXPECT_EQ(_VeskLookupop(deep, &cls, &cl, &st), nullptr);
-        expect_report(st, VESK_CODE_INAPPROPRIATE, 0, 5);
+        expect_report(st, VESK_E_INAPPROPRIATE, 0, 5);
         EXPECT_TRUE(untouched(cl));
         st = garbage_status();
         EXPECT_EQ(_VeskLookupSE(deep, &cls, nullptr, &st), nullptr);
-        expect_report(st, VESK_CODE_NOMATCH, 0, 1);
+        expect_report(st, VESK_E_NOMATCH, 0, 1);
         // VeskLookupSE follows every reference before it walks.
         void *holder = nullptr;
         EXPECT_EQ(VeskLookupSE(deep, &cls, &holder, nullptr), &fx_widget_block->se[FX_SE_CLASS]);
@@ -234,50 +234,50 @@ TEST_F(Lookup, EveryFailureReportsExactlyAndWritesNoResult) {
              const VeskOid k = key(5, {3, 1006});
              return _VeskLookupop(fx_widget, &k, &o.cl, st);
          },
-         VESK_CODE_INAPPROPRIATE, 5, "5{objects/Widget}: inappropriate operation."},
-        {"on the module", op(fx_module, key(4, {3, 901})), VESK_CODE_INAPPROPRIATE, 5,
+         VESK_E_INAPPROPRIATE, 5, "5{objects/Widget}: inappropriate operation."},
+        {"on the module", op(fx_module, key(4, {3, 901})), VESK_E_INAPPROPRIATE, 5,
          "4{modules/fixture}: inappropriate operation."},
         {"a reference around a class, walked from the class", op(&on_class, key(4, {3, 1006})),
-         VESK_CODE_INAPPROPRIATE, 5, nullptr},
-        {"opnum == opcount", op(&w, key(6, {3, 901})), VESK_CODE_INAPPROPRIATE, 5, nullptr},
-        {"past the module's set", op(&w, key(8, {3, 902})), VESK_CODE_INAPPROPRIATE, 5, nullptr},
-        {"no element on the chain", op(&w, missing), VESK_CODE_INAPPROPRIATE, 5, nullptr},
-        {"bound set too short", op(&ref, key(7, {3, 1006})), VESK_CODE_INAPPROPRIATE, 5, nullptr},
+         VESK_E_INAPPROPRIATE, 5, nullptr},
+        {"opnum == opcount", op(&w, key(6, {3, 901})), VESK_E_INAPPROPRIATE, 5, nullptr},
+        {"past the module's set", op(&w, key(8, {3, 902})), VESK_E_INAPPROPRIATE, 5, nullptr},
+        {"no element on the chain", op(&w, missing), VESK_E_INAPPROPRIATE, 5, nullptr},
+        {"bound set too short", op(&ref, key(7, {3, 1006})), VESK_E_INAPPROPRIATE, 5, nullptr},
         {"bound set too short, though the module answers", op(&on_short, key(5, {3, 902})),
-         VESK_CODE_INAPPROPRIATE, 5, nullptr},
+         VESK_E_INAPPROPRIATE, 5, nullptr},
         {"V form",
          [&](VeskErr *st, Out &o) { return VeskVlookupop(&w, &o.cl, st, 5, 1006, 7, -1); },
-         VESK_CODE_INAPPROPRIATE, 5, nullptr},
+         VESK_E_INAPPROPRIATE, 5, nullptr},
         {"V form on a reference",
          [&](VeskErr *st, Out &o) { return VeskVlookupop(&ref, &o.cl, st, 9, 1006, -1); },
-         VESK_CODE_INAPPROPRIATE, 5, "9{objects/Widget}: inappropriate operation."},
+         VESK_E_INAPPROPRIATE, 5, "9{objects/Widget}: inappropriate operation."},
         {"underscore V form",
          [&](VeskErr *st, Out &o) { return _VeskVlookupop(fx_widget, &o.cl, st, 4, 1006, -1); },
-         VESK_CODE_INAPPROPRIATE, 5, nullptr},
+         VESK_E_INAPPROPRIATE, 5, nullptr},
         {"_VeskLookupSE, depth 1 from the class",
          [&](VeskErr *st, Out &o) {
              const VeskOid k = key(0, {3, 1006});
              return _VeskLookupSE(fx_widget, &k, &o.holder, st);
          },
-         VESK_CODE_NOMATCH, 1, nullptr},
+         VESK_E_NOMATCH, 1, nullptr},
         {"_VeskLookupSE", [&](VeskErr *st, Out &o) { return _VeskLookupSE(&w, &missing, &o.holder, st); },
-         VESK_CODE_NOMATCH, 1, "999: name does not match the name of any entry."},
+         VESK_E_NOMATCH, 1, "999: name does not match the name of any entry."},
         {"VeskLookupSE",
          [&](VeskErr *st, Out &o) { return VeskLookupSE(&ref, &missing, &o.holder, st); },
-         VESK_CODE_NOMATCH, 1, nullptr},
+         VESK_E_NOMATCH, 1, nullptr},
         {"VeskLookupPOD", [&](VeskErr *st, Out &) { return VeskLookupPOD(&ref, &missing, st); },
-         VESK_CODE_NOMATCH, 1, nullptr},
+         VESK_E_NOMATCH, 1, nullptr},
         {"_VeskLookupPOD", [&](VeskErr *st, Out &) { return _VeskLookupPOD(&w, &missing, st); },
-         VESK_CODE_NOMATCH, 1, nullptr},
+         VESK_E_NOMATCH, 1, nullptr},
         {"VeskSeobject",
          [&](VeskErr *st, Out &o) { return VeskSeobject(&ref, &missing, &o.obj, st); },
-         VESK_CODE_NOMATCH, 1, nullptr},
+         VESK_E_NOMATCH, 1, nullptr},
         {"_VeskClosure",
          [&](VeskErr *st, Out &o) { return _VeskClosure(&w, &missing, &o.cl, st); },
-         VESK_CODE_NOMATCH, 1, nullptr},
+         VESK_E_NOMATCH, 1, nullptr},
         {"_VeskSelistLookup_ptr_nlk",
          [&](VeskErr *st, Out &) { return _VeskSelistLookup_ptr_nlk(&fx_widget->selist, &stranger, st); },
-         VESK_CODE_NOMATCH, 2, "@service-element: name does not match the name of any entry."},
+         VESK_E_NOMATCH, 2, "@service-element: name does not match the name of any entry."},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.what);

@@ -127,11 +127,11 @@ TEST_F(Selist, RefusalsReport) {
     VeskErr st = garbage_status();
     const VeskOid missing = key(0, {3, 952});
     EXPECT_EQ(_VeskSelistLookup_nlk(&list, &missing, &st), nullptr);
-    expect_report(st, VESK_CODE_NOMATCH, 0, 1);
+    expect_report(st, VESK_E_NOMATCH, 0, 1);
     EXPECT_EQ(_VeskSelistLookup_ptr_nlk(&list, a.se(1), nullptr), a.se(1));
     st = garbage_status();
     EXPECT_EQ(_VeskSelistLookup_ptr_nlk(&list, b.se(0), &st), nullptr) << "b is not on the list";
-    expect_report(st, VESK_CODE_NOMATCH, 0, 2);
+    expect_report(st, VESK_E_NOMATCH, 0, 2);
 }
 
 }  // namespace

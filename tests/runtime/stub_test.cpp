@@ -115,7 +115,7 @@ TEST_F(FailingRows, AFrontEndOnAMissingInterfaceFailsThroughTheStub) {
     const int64_t result = __vesk_call_tramp(frame, &report.err, 11, "ignored", 2.5);
     __vesk_closure_tramp_det();
     EXPECT_EQ(result, -4);
-    EXPECT_EQ(report.err.status, (int64_t{1} << 16) | VESK_CODE_INAPPROPRIATE);
+    EXPECT_EQ(report.err.status, (int64_t{1} << 16) | VESK_E_INAPPROPRIATE);
     EXPECT_EQ(std::string(report.buf), "5{stub}: inappropriate operation.");
 }
 

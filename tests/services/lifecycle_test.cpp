@@ -271,7 +271,7 @@ TEST_F(Lifecycle, CountLimitsAndComparison) {
 TEST_F(Lifecycle, FrontEndRefusals) {
     Status on_module, on_stub;
     EXPECT_EQ(VeskAlloc(&test_module, 0, nullptr, 0, &on_module.err), nullptr);
-    EXPECT_EQ(on_module.err.status & 0xFFFF, VESK_CODE_INAPPROPRIATE);
+    EXPECT_EQ(on_module.err.status & 0xFFFF, VESK_E_INAPPROPRIATE);
     const VeskOid unknown = VESK_OID2(4, 999);
     EXPECT_EQ(VeskAlloc(VeskGetclsorstub(&unknown), 0, nullptr, 0, &on_stub.err),
               nullptr);

@@ -51,6 +51,18 @@ typedef struct VeskErr {
 /* Facility and code halves of a status value. */
 #define VESK_STATUS_FACILITY(st) ((int32_t)(((uint64_t)(st) >> 16) & 0xFFFFu))
 #define VESK_STATUS_CODE(st)     ((int32_t)((uint64_t)(st) & 0xFFFFu))
+/* The status of a facility and a code: (facility << 16) | code as a signed
+ * 32-bit number, sign-extended to 64 bits. */
+#define VESK_STATUS(facility, code) \
+    ((int64_t)(int32_t)(((uint32_t)(facility) << 16) | ((uint32_t)(code) & 0xFFFFu)))
+/* Passes a nested failure on under the caller's own facility: the code,
+ * syserr, variant and message stay. A null record is left alone. */
+#define VESK_STATUS_RESTAMP(err, facility)                                          \
+    do {                                                                            \
+        VeskErr *vesk_restamped_ = (err);                                           \
+        if (vesk_restamped_ != NULL)                                                \
+            vesk_restamped_->status = VESK_STATUS((facility), vesk_restamped_->status); \
+    } while (0)
 
 /* ------------------------------------------------------------------------ */
 /* Codes and facilities                                                      */

@@ -413,6 +413,19 @@ typedef struct VeskStartRec {
 
 #define VESK_START_MAGIC { 'n', 'u', 'i', 't' }
 
+/* Load-time constructor priorities inside libvesk: every part registers its
+ * record at VESK_START_PRIORITY_REGISTER, and the chain runs at
+ * VESK_START_PRIORITY_RUN, after all of them. A record registered once the
+ * chain has run is never started. */
+#define VESK_START_PRIORITY_REGISTER 1000
+#define VESK_START_PRIORITY_RUN      2000
+
+/* Registers `record` (a VeskStartRec *) from a load-time constructor `name`. */
+#define VESK_START_AT_LOAD(name, record)                                             \
+    __attribute__((constructor(VESK_START_PRIORITY_REGISTER))) static void name(void) { \
+        VeskStartAdd(record);                                                         \
+    }
+
 /* ------------------------------------------------------------------------ */
 /* Identifiers and accessors                                                 */
 /* ------------------------------------------------------------------------ */

@@ -5,11 +5,12 @@
 // twice after a second's wait and then end the process, and keep a count of
 // live blocks. An application may install its own functions until the first
 // allocation seals the table.
-#include "runtime/startup.hpp"
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+
+#include "vesk.h"
 
 extern "C" {
 VESK_API int32_t _G_NuMalloc_verbose = 0;
@@ -115,7 +116,7 @@ VeskStartRec live_block_report = {
 
 }  // namespace
 
-VESK_REGISTER_START_RECORD(register_live_block_report, &live_block_report)
+VESK_START_AT_LOAD(register_live_block_report, &live_block_report)
 
 extern "C" {
 

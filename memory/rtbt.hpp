@@ -15,7 +15,8 @@
 #include <cstdint>
 
 #include "nu.h"
-#include "services/status.hpp"
+#include "rtbt_order.hpp"
+#include "vesk.h"
 
 namespace vesk::rtbt {
 
@@ -33,18 +34,12 @@ inline Dir dir_of(intptr_t cmp) { return cmp > 0 ? kLeft : kRight; }
 
 inline NuRTBTNode *head_node(NuRTBT *tree) { return reinterpret_cast<NuRTBTNode *>(tree); }
 
-inline bool right_is_thread(const NuRTBTNode *n) { return (n->flags & NU_RTBT_RTHREAD) != 0; }
 
 // The child in direction d, or null where there is none (a thread is none).
 inline NuRTBTNode *child(const NuRTBTNode *n, Dir d) {
     if (d == kLeft)
         return n->left;
     return right_is_thread(n) ? nullptr : n->right;
-}
-// The left child as the walks see it: a left thread, which other trees of the
-// same node family may set, is no child either.
-inline NuRTBTNode *left_child(const NuRTBTNode *n) {
-    return (n->flags & NU_RTBT_LTHREAD) ? nullptr : n->left;
 }
 
 inline void set_link(NuRTBTNode *n, Dir d, NuRTBTNode *to) { (d == kLeft ? n->left : n->right) = to; }
@@ -65,19 +60,10 @@ inline void set_balance(NuRTBTNode *n, int b) {
 }
 inline int sign_of(Dir d) { return d == kRight ? 1 : -1; }
 
-inline NuRTBTNode *leftmost(NuRTBTNode *n) {
-    while (NuRTBTNode *l = left_child(n))
-        n = l;
-    return n;
-}
 inline NuRTBTNode *rightmost(NuRTBTNode *n) {
     while (!right_is_thread(n))
         n = n->right;
     return n;
-}
-// In-order successor along the right link; the last node's is the head.
-inline NuRTBTNode *successor(const NuRTBTNode *n) {
-    return right_is_thread(n) ? n->right : leftmost(n->right);
 }
 
 // ---------------------------------------------------------------------------
@@ -474,14 +460,14 @@ inline NuRTBTNode *find_node(const NuRTBT *tree, Cmp cmp, uintptr_t request) {
 inline NuRTBTNode *make_element_node(const NuBtninfo *btninfo, uintptr_t info, VeskErr *status) {
     auto *node = static_cast<NuRTBTNode *>(_NuMcalloc(1, sizeof(NuRTBTNode), status));
     if (node == nullptr) {
-        restamp(status, VESK_FAC_RTBT);
+        VESK_STATUS_RESTAMP(status, VESK_FAC_RTBT);
         return nullptr;
     }
     if (info != 0) {
         node->data = btninfo->dup(info, 0, 0, status);
         if (node->data == 0) {
             NuMfree(node);
-            restamp(status, VESK_FAC_RTBT);
+            VESK_STATUS_RESTAMP(status, VESK_FAC_RTBT);
             return nullptr;
         }
     }

@@ -49,7 +49,7 @@ VESK_API int64_t NuRTBTInit(NuRTBT *tree) {
 VESK_API NuRTBT *NuRTBTCreate(VeskErr *status) {
     auto *tree = static_cast<NuRTBT *>(_NuMalloc(sizeof(NuRTBT), status));
     if (tree == nullptr) {
-        vesk::restamp(status, VESK_FAC_RTBT);
+        VESK_STATUS_RESTAMP(status, VESK_FAC_RTBT);
         return nullptr;
     }
     init_head(tree);

@@ -5,7 +5,6 @@
 #include "time.hpp"
 #include "time_base.hpp"
 #include "time_platform.hpp"
-#include "runtime/startup.hpp"
 
 namespace vesk::os {
 
@@ -54,7 +53,7 @@ int wall_time(timeval &tv) { return anchored_clock.read(source, time_base(), tv)
 
 }  // namespace
 
-VESK_REGISTER_START_RECORD(register_calibration, &calibration_record)
+VESK_START_AT_LOAD(register_calibration, &calibration_record)
 
 }  // namespace vesk::os
 

@@ -8,12 +8,15 @@
 #include <cstdarg>
 
 #include "lookup.hpp"
+#include "memory/rtbt_order.hpp"
 #include "object.hpp"
 #include "registry.hpp"
 #include "report.hpp"
 #include "rwlock.hpp"
 
 using namespace vesk::rt;
+using vesk::rtbt::right_is_thread;
+using vesk::rtbt::successor;
 
 namespace {
 
@@ -92,7 +95,6 @@ VeskRecord *record_at(const NuRTBTNode *node) { return reinterpret_cast<VeskReco
 bool node_matches(const NuRTBTNode *node, const VeskOid *key) {
     return VeskOidcmp(&record_at(node)->oid, key) == 0;
 }
-bool right_is_thread(const NuRTBTNode *node) { return (node->flags & NU_RTBT_RTHREAD) != 0; }
 
 // Any node that matches, or null.
 NuRTBTNode *any_match(const NuRTBT &tree, const VeskOid *key) {
@@ -127,14 +129,6 @@ NuRTBTNode *first_match(NuRTBTNode *hit, const VeskOid *key) {
         }
     }
     return first;
-}
-
-NuRTBTNode *successor(const NuRTBTNode *node) {
-    NuRTBTNode *next = node->right;
-    if (!right_is_thread(node))
-        while (next->left != nullptr)
-            next = next->left;
-    return next;
 }
 
 // Calls visit(record) on each match in order while it returns a positive

@@ -6,7 +6,11 @@
 // forms only hand out these addresses.
 #include <cstddef>
 
+#include "startup.hpp"
+#include "static_module.hpp"
 #include "stub.hpp"
+
+using namespace vesk::rt;
 
 namespace {
 
@@ -34,8 +38,6 @@ VESK_OPS_T(10) stub_null = {
 
 // ---- The class "objects/Nustub" ----------------------------------------------
 
-int64_t class_on_link(VeskRecord *rec, VeskErr *status);
-
 // Not creatable (instsize 0). Its own set answers 3.1; the ucntl element
 // makes the stub class retainable and releasable like any class once the
 // stock ucntl set is there, and leaves it on the stub set until then.
@@ -43,18 +45,16 @@ struct StubClass {
     VeskClass cls;
     VESK_SEBLOCK_T(2) block;
 } stub_class_record = {
-    VESK_CLASS_INIT("objects/Nustub", "Nustub", "Nustub", VESK_OID2(VESK_CAT_CLASS, VESK_FAC_STUB), class_on_link, 0),
+    VESK_CLASS_INIT("objects/Nustub", "Nustub", "Nustub", VESK_OID2(VESK_CAT_CLASS, VESK_FAC_STUB), push_own_block<StubClass>, 0),
     {VESK_SEBLOCK_HEAD(2),
      {VESK_SE_OWN(VESK_OID3(VESK_CAT_OPS, VESK_FAC_STUB, 0), 0, 0, VESK_OPS(&stub_null)),
       VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_UCNTL, 8), 0, 0)}},
 };
 
-int64_t class_on_link(VeskRecord *rec, VeskErr *status) {
-    auto *c = reinterpret_cast<StubClass *>(rec);
-    return _VeskSelistPushback_nlk(&c->cls.selist, VESK_SEBLOCK(&c->block), status);
-}
-
 // ---- The module "modules/stub" -------------------------------------------------
+
+VeskOps *stub_opsv[] = {VESK_OPS(&stub_null)};
+VeskClass *stub_clsv[] = {&stub_class_record.cls};
 
 int64_t module_on_link(VeskRecord *rec, VeskErr *status);
 
@@ -64,30 +64,22 @@ struct StubModule {
     VESK_SEBLOCK_T(1) block;
 } stub_module_record = {
     VESK_MODULE_INIT("modules/stub", "stub", "stub", VESK_OID2(VESK_CAT_MODULE, VESK_FAC_STUB), module_on_link, "stub",
-                     VESK_VERSION(2, 4, 1), __DATE__),
+                     kStockVersion, __DATE__),
     {VESK_SEBLOCK_HEAD(1),
      {VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), 0, offsetof(VeskModule, descriptor))}},
 };
 
-VeskOps *stub_opsv[1];
-VeskClass *stub_clsv[1];
-
 int64_t module_on_link(VeskRecord *rec, VeskErr *status) {
-    auto *m = reinterpret_cast<StubModule *>(rec);
-    stub_opsv[0] = VESK_OPS(&stub_null);
-    stub_clsv[0] = &stub_class_record.cls;
-    m->mod.opsv = stub_opsv;
-    m->mod.opsc = 1;
-    m->mod.clsv = stub_clsv;
-    m->mod.clsc = 1;
-    return _VeskSelistPushback_nlk(&m->mod.selist, VESK_SEBLOCK(&m->block), status);
+    return link_module<StubModule>(rec, stub_opsv, stub_clsv, status);
 }
 
 }  // namespace
 
+// First of all: everything after it falls back on its records.
+VESK_BUILTIN_MODULE(announce_stub, 0, &stub_module_record.mod)
+
 namespace vesk::rt {
 
-VeskModule *stub_module() { return &stub_module_record.mod; }
 VeskClass *stub_class() { return &stub_class_record.cls; }
 VeskOps *stub_ops() { return VESK_OPS(&stub_null); }
 

@@ -5,7 +5,6 @@
 
 namespace vesk::rt {
 
-VeskModule *stub_module();  // "modules/stub", 5.1
 VeskClass *stub_class();    // "objects/Nustub", 4.1
 VeskOps *stub_ops();        // "operations/stub/null", 3.1.0
 

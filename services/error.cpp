@@ -16,6 +16,7 @@
 
 #include "memory/rtbt.hpp"
 #include "runtime/startup.hpp"
+#include "runtime/static_module.hpp"
 #include "services/error_table.hpp"
 #include "services/status.hpp"
 
@@ -205,8 +206,6 @@ VESK_OPS_T(kRowCount) err_ops = {
     },
 };
 
-int64_t class_on_link(VeskRecord *rec, VeskErr *status);
-
 // Not creatable (instsize 0). The service's state is class data behind the
 // class record, then the class's descriptor.
 struct ErrClass {
@@ -217,21 +216,17 @@ struct ErrClass {
 };
 
 ErrClass err_class = {
-    VESK_CLASS_INIT("objects/Nuerr", "Nuerr", "Nuerr", VESK_OID2(VESK_CAT_CLASS, kErrClassId), class_on_link,
+    VESK_CLASS_INIT("objects/Nuerr", "Nuerr", "Nuerr", VESK_OID2(VESK_CAT_CLASS, kErrClassId),
+                    rt::push_own_block<ErrClass>,
                     0),
     {},
-    {VESK_VERSION(2, 4, 1), __DATE__},
+    {rt::kStockVersion, __DATE__},
     {VESK_SEBLOCK_HEAD(3),
      {VESK_SE_OWN(VESK_OID3(VESK_CAT_OPS, VESK_ERR_FAMILY, kErrSub), 0, offsetof(ErrClass, state),
                   VESK_OPS(&err_ops)),
       VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_UCNTL, 8), 0, 0),
       VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), 0, offsetof(ErrClass, descriptor))}},
 };
-
-int64_t class_on_link(VeskRecord *rec, VeskErr *status) {
-    auto *c = reinterpret_cast<ErrClass *>(rec);
-    return _VeskSelistPushback_nlk(&c->cls.selist, VESK_SEBLOCK(&c->block), status);
-}
 
 int64_t module_on_link(VeskRecord *rec, VeskErr *status);
 
@@ -240,23 +235,16 @@ struct ErrModule {
     VESK_SEBLOCK_T(1) block;
 } err_module = {
     VESK_MODULE_INIT("modules/error", "error", "error", VESK_OID2(VESK_CAT_MODULE, kErrModuleId),
-                     module_on_link, "error", VESK_VERSION(2, 4, 1), __DATE__),
+                     module_on_link, "error", rt::kStockVersion, __DATE__),
     {VESK_SEBLOCK_HEAD(1),
      {VESK_SE_IMPORT(VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), 0, offsetof(VeskModule, descriptor))}},
 };
 
-VeskOps *err_opsv[1];
-VeskClass *err_clsv[1];
+VeskOps *err_opsv[] = {VESK_OPS(&err_ops)};
+VeskClass *err_clsv[] = {&err_class.cls};
 
 int64_t module_on_link(VeskRecord *rec, VeskErr *status) {
-    auto *m = reinterpret_cast<ErrModule *>(rec);
-    err_opsv[0] = VESK_OPS(&err_ops);
-    err_clsv[0] = &err_class.cls;
-    m->mod.opsv = err_opsv;
-    m->mod.opsc = 1;
-    m->mod.clsv = err_clsv;
-    m->mod.clsc = 1;
-    return _VeskSelistPushback_nlk(&m->mod.selist, VESK_SEBLOCK(&m->block), status);
+    return rt::link_module<ErrModule>(rec, err_opsv, err_clsv, status);
 }
 
 // ---- The default service -----------------------------------------------------
@@ -290,7 +278,7 @@ VeskStartRec default_service_record = {
     VESK_START_MAGIC, 101, fetch_default_service, 0, drop_default_service, 0, {}, nullptr,
     nullptr};
 
-VESK_REGISTER_START_RECORD(register_default_service, &default_service_record)
+VESK_START_AT_LOAD(register_default_service, &default_service_record)
 
 int64_t table_front(void *service, uint16_t opnum, uint32_t count, VeskErrEntry *table) {
     if (count == 0 || table == nullptr)
@@ -306,7 +294,8 @@ int64_t table_front(void *service, uint16_t opnum, uint32_t count, VeskErrEntry 
 
 }  // namespace
 
-VeskModule *error_module() { return &err_module.mod; }
+// After "modules/kdv", whose reference counts and descriptors it imports.
+VESK_BUILTIN_MODULE(announce_error, 2, &err_module.mod)
 
 }  // namespace vesk::svc
 

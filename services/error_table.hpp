@@ -13,7 +13,4 @@ inline constexpr uint32_t kStockErrorRows = 350;
 // The stock table, ended by a row with code VESK_ERR_TABLE_END.
 extern std::array<VeskErrEntry, kStockErrorRows + 1> stock_error_table;
 
-// "modules/error", for the bootstrap.
-VeskModule *error_module();
-
 }  // namespace vesk::svc

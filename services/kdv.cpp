@@ -4,6 +4,8 @@
 #include <cstddef>
 
 #include "runtime/object.hpp"
+#include "runtime/startup.hpp"
+#include "runtime/static_module.hpp"
 #include "services/kdv.hpp"
 #include "services/notice.hpp"
 
@@ -18,7 +20,7 @@ struct KdvModule {
     VESK_SEBLOCK_T(1) block;
 } kdv = {
     VESK_MODULE_INIT("modules/kdv", "kdv", "kdv", VESK_OID2(VESK_CAT_MODULE, 4), module_on_link, "kdv",
-                     VESK_VERSION(2, 4, 1), __DATE__),
+                     rt::kStockVersion, __DATE__),
     {VESK_SEBLOCK_HEAD(1), {VESK_SE_OWN(VESK_OID3(VESK_CAT_OPS, VESK_FAC_DESTOR, 5), 0, offsetof(VeskModule, descriptor),
                                         nullptr)}},
 };
@@ -40,16 +42,13 @@ int64_t module_on_link(VeskRecord *rec, VeskErr *status) {
     for (size_t i = 0; i < sizeof classes / sizeof classes[0]; ++i)
         kdv_clsv[i] = classes[i];
     m->block.se[0].ops = destor_ops();
-    m->mod.opsv = kdv_opsv;
-    m->mod.opsc = sizeof kdv_opsv / sizeof kdv_opsv[0];
-    m->mod.clsv = kdv_clsv;
-    m->mod.clsc = sizeof kdv_clsv / sizeof kdv_clsv[0];
-    return _VeskSelistPushback_nlk(&m->mod.selist, VESK_SEBLOCK(&m->block), status);
+    return rt::link_module<KdvModule>(rec, kdv_opsv, kdv_clsv, status);
 }
 
 }  // namespace
 
-VeskModule *kdv_module() { return &kdv.mod; }
+// Right after the stub: the modules after it import from this one.
+VESK_BUILTIN_MODULE(announce_kdv, 1, &kdv.mod)
 
 const char *longkey_of(const void *object) {
     const void *o = rt::deref(object);

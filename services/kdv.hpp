@@ -17,8 +17,6 @@ VeskOps *zucntl_ops();
 VeskOps *cucntl_ops();
 VeskOps *pool_ucntl_ops();
 
-// The module, for the bootstrap.
-VeskModule *kdv_module();
 
 // A report of a running operation: its set's family as facility.
 template <class... Args>

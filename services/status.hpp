@@ -8,18 +8,14 @@ namespace vesk {
 // The status value of a report: (facility << 16) | code as a signed 32-bit
 // number, sign-extended.
 constexpr int64_t status_value(int32_t facility, int32_t code) {
-    return static_cast<int32_t>((static_cast<uint32_t>(facility) << 16) |
-                                (static_cast<uint32_t>(code) & 0xFFFFu));
+    return VESK_STATUS(facility, code);
 }
 
 // Passes a nested failure on from a running operation: the code, syserr,
 // variant and message stay; the family of the running set (its primary
 // identifier, or a Nu family number) goes into the high half. A null record
 // is left alone.
-inline void restamp(VeskErr *err, int32_t family) {
-    if (err != nullptr)
-        err->status = status_value(family, static_cast<int32_t>(err->status));
-}
+inline void restamp(VeskErr *err, int32_t family) { VESK_STATUS_RESTAMP(err, family); }
 inline void restamp(VeskErr *err, const VeskClosure *running) {
     restamp(err, running->ops->rec.oid.comp[1]);
 }

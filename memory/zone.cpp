@@ -18,6 +18,7 @@
 #include <type_traits>
 
 #include "nu.h"
+#include "threads/spin.hpp"
 #include "vesk.h"
 
 namespace {
@@ -57,30 +58,9 @@ Granule *granule_at(Chunk *c, const NuZmalloc *z, uintptr_t i) {
 
 // ---- The spin word -------------------------------------------------------------
 
-void pause_hint() {
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__)
-    asm volatile("yield");
-#endif
-}
-
-class Locked {
+class Locked : public vesk::sync::SpinLocked<uintptr_t> {
 public:
-    explicit Locked(NuZmalloc *z) : word_(z->lock) {
-        uintptr_t free = 0;
-        while (!word_.compare_exchange_weak(free, 1, std::memory_order_acquire,
-                                            std::memory_order_relaxed)) {
-            free = 0;
-            pause_hint();
-        }
-    }
-    ~Locked() { word_.exchange(0, std::memory_order_release); }
-    Locked(const Locked &) = delete;
-    Locked &operator=(const Locked &) = delete;
-
-private:
-    std::atomic_ref<uintptr_t> word_;
+    explicit Locked(NuZmalloc *z) : SpinLocked(z->lock) {}
 };
 
 // ---- Lists -----------------------------------------------------------------------

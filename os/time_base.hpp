@@ -16,6 +16,7 @@
 #include <thread>
 #include <type_traits>
 
+#include "threads/spin.hpp"
 #include "time_platform.hpp"
 
 namespace vesk::os {
@@ -182,24 +183,7 @@ public:
     }
 
 private:
-    class Held {
-    public:
-        explicit Held(std::atomic<uint32_t> &lock) : lock_(lock) {
-            uint32_t expected = 0;
-            while (!lock_.compare_exchange_weak(expected, 1, std::memory_order_acquire,
-                                                std::memory_order_relaxed)) {
-                while (lock_.load(std::memory_order_relaxed) != 0)
-                    platform::cpu_pause();
-                expected = 0;
-            }
-        }
-        ~Held() { lock_.store(0, std::memory_order_release); }
-        Held(const Held &) = delete;
-        Held &operator=(const Held &) = delete;
-
-    private:
-        std::atomic<uint32_t> &lock_;
-    };
+    using Held = sync::SpinLocked<uint32_t>;
 
     [[gnu::noinline]] int reanchor(Source &src, const TimeBase &b, timeval &tv) {
         const uint64_t tick = counter(src, b);
@@ -212,7 +196,7 @@ private:
         return 0;
     }
 
-    std::atomic<uint32_t> lock_{0};
+    uint32_t lock_ = 0;
     uint64_t tick_ = 0; // multiplied counter at the anchor; 0: none yet
     timeval tv_{};      // the wall clock at the anchor
 };

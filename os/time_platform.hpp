@@ -44,13 +44,4 @@ int sleep_until_interrupted();
 // Lets another thread run.
 void give_up_processor();
 
-// The processor's hint that the caller spins on a lock.
-inline void cpu_pause() {
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__) || defined(__arm__)
-    asm volatile("yield" ::: "memory");
-#endif
-}
-
 }  // namespace vesk::os::platform

@@ -10,34 +10,14 @@
 #include "rwlock.hpp"
 #include "selist.hpp"
 
-#if defined(__x86_64__) || defined(__i386__)
-#include <immintrin.h>
-#endif
+#include "threads/spin.hpp"
 
 namespace {
 
 constexpr uint16_t kWriterHolds = 0xFFFF;
 
-inline void pause_hint() {
-#if defined(__x86_64__) || defined(__i386__)
-    _mm_pause();
-#elif defined(__aarch64__)
-    asm volatile("yield" ::: "memory");
-#endif
-}
-
-inline std::atomic_ref<uint32_t> word(uint32_t &w) { return std::atomic_ref<uint32_t>(w); }
-
-inline void take(uint32_t &w) {
-    uint32_t expected = 0;
-    while (!word(w).compare_exchange_weak(expected, 1, std::memory_order_acquire,
-                                          std::memory_order_relaxed)) {
-        expected = 0;
-        pause_hint();
-    }
-}
-
-inline void give(uint32_t &w) { word(w).exchange(0, std::memory_order_release); }
+inline void take(uint32_t &w) { vesk::sync::spin_take(w); }
+inline void give(uint32_t &w) { vesk::sync::spin_give(w); }
 
 // Waits for whoever holds `w` to leave.
 inline void pass(uint32_t &w) {

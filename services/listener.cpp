@@ -9,25 +9,6 @@
 
 namespace vesk::svc {
 
-#if defined(__x86_64__) || defined(__i386__)
-#define NOTICE_PAUSE() __builtin_ia32_pause()
-#elif defined(__aarch64__)
-#define NOTICE_PAUSE() asm volatile("yield")
-#else
-#define NOTICE_PAUSE() ((void)0)
-#endif
-
-Spin::Spin(uint32_t &word) : word_(word) {
-    uint32_t free = 0;
-    while (!word_.compare_exchange_weak(free, 1, std::memory_order_acquire,
-                                        std::memory_order_relaxed)) {
-        free = 0;
-        NOTICE_PAUSE();
-    }
-}
-
-Spin::~Spin() { word_.exchange(0, std::memory_order_release); }
-
 int64_t report_not_linked(const VeskClosure *cl, VeskErr *err, const void *peer) {
     report_in(cl, err, VESK_E_NOMATCH, ENOENT, 1,
               static_cast<int>(reinterpret_cast<intptr_t>(peer)));

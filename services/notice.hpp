@@ -6,6 +6,7 @@
 
 #include "runtime/lifecycle.hpp"
 #include "runtime/object.hpp"
+#include "threads/spin.hpp"
 #include "services/kdv.hpp"
 
 namespace vesk::svc {
@@ -79,17 +80,8 @@ VeskClass *untfier_class();
 
 // ---- Shared helpers ----------------------------------------------------------------
 
-// The spin word of the U sets: never recursive, never yields.
-class Spin {
-public:
-    explicit Spin(uint32_t &word);
-    ~Spin();
-    Spin(const Spin &) = delete;
-    Spin &operator=(const Spin &) = delete;
-
-private:
-    std::atomic_ref<uint32_t> word_;
-};
+// The spin word of the U sets.
+using Spin = sync::SpinLocked<uint32_t>;
 
 class MutexLocked {
 public:

@@ -29,14 +29,9 @@ int64_t set_event(NuPCond cond, VeskErr *err) {
 // Waits until the event is set (and resets it) or the limit passes.
 bool wait_event(SharedBlock *ev, uint32_t limit) {
     const timespec deadline = limit == kNoLimit ? timespec{} : monotonic_deadline(limit);
-    while (ev->signalled == 0) {
-        const int e = limit == kNoLimit ? pthread_cond_wait(&ev->cond, &ev->mutex)
-                                        : pthread_cond_timedwait(&ev->cond, &ev->mutex, &deadline);
-        if (e == EOWNERDEAD)
-            pthread_mutex_consistent(&ev->mutex);
-        else if (e == ETIMEDOUT)
+    while (ev->signalled == 0)
+        if (wait_block_cond(ev, limit == kNoLimit ? nullptr : &deadline) == ETIMEDOUT)
             break;
-    }
     const bool set = ev->signalled != 0;
     ev->signalled = 0;
     return set;

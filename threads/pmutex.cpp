@@ -7,28 +7,6 @@
 #include "handle.hpp"
 #include "report.hpp"
 
-namespace vesk::threads {
-
-int64_t init_handle(uintptr_t *handle, BlockKind kind, const NuPMutexattr *attr, VeskErr *err) {
-    *handle = 0;
-    SharedBlock *b = open_block(kind, attr != nullptr ? attr->name : nullptr);
-    if (b == nullptr)
-        return report_system(err, errno);
-    *handle = reinterpret_cast<uintptr_t>(b);
-    return 0;
-}
-
-int64_t destroy_handle(uintptr_t *handle) {
-    const uintptr_t h = *handle;
-    if (h == 0)
-        return 0;
-    *handle = 0;
-    close_block(block_of(h));
-    return 0;
-}
-
-}  // namespace vesk::threads
-
 using namespace vesk::threads;
 
 extern "C" {
@@ -53,14 +31,9 @@ VESK_API int64_t NuPMutexLock(NuPMutex mutex, VeskErr *err) {
 VESK_API int64_t NuPMutexTrylock(NuPMutex mutex, VeskErr *err) {
     if (mutex == 0)
         return report_system(err, EINVAL);
-    pthread_mutex_t *m = &block_of(mutex)->mutex;
-    const int e = pthread_mutex_trylock(m);
+    const int e = trylock_block_mutex(&block_of(mutex)->mutex);
     if (e == 0)
         return 1;
-    if (e == EOWNERDEAD) {
-        pthread_mutex_consistent(m);
-        return 1;
-    }
     if (e == EBUSY)
         return report_busy(err, "NuPMutexTrylock");
     return report_system(err, e);

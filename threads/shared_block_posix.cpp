@@ -179,13 +179,27 @@ void close_block(SharedBlock *block) {
     munmap(block, sizeof *block);
 }
 
-int lock_block_mutex(pthread_mutex_t *m) {
-    const int e = pthread_mutex_lock(m);
-    if (e == EOWNERDEAD) {
-        pthread_mutex_consistent(m);
-        return 0;
-    }
-    return e;
+namespace {
+
+// The one place where a dead owner's lock is taken over.
+int recovered(int e, pthread_mutex_t *m) {
+    if (e != EOWNERDEAD)
+        return e;
+    pthread_mutex_consistent(m);
+    return 0;
+}
+
+}  // namespace
+
+int lock_block_mutex(pthread_mutex_t *m) { return recovered(pthread_mutex_lock(m), m); }
+
+int trylock_block_mutex(pthread_mutex_t *m) { return recovered(pthread_mutex_trylock(m), m); }
+
+int wait_block_cond(SharedBlock *block, const timespec *deadline) {
+    pthread_mutex_t *m = &block->mutex;
+    const int e = deadline == nullptr ? pthread_cond_wait(&block->cond, m)
+                                      : pthread_cond_timedwait(&block->cond, m, deadline);
+    return recovered(e, m);
 }
 
 }  // namespace vesk::threads

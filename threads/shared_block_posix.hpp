@@ -6,6 +6,7 @@
 #pragma once
 
 #include <pthread.h>
+#include <time.h>
 
 #include <atomic>
 #include <cstdint>
@@ -32,8 +33,13 @@ SharedBlock *open_block(BlockKind kind, const char *name);
 // anywhere removes its name.
 void close_block(SharedBlock *block);
 
-// Locks a block's robust mutex. The death of the former owner is not a
-// failure: the lock passes to the caller, consistent. 0 or an errno.
+// The calls on a block's robust mutex. The death of the former owner is not
+// a failure: the lock passes to the caller, consistent. 0 or an errno (a
+// try-lock gives EBUSY when the mutex is taken, a timed wait ETIMEDOUT).
 int lock_block_mutex(pthread_mutex_t *m);
+int trylock_block_mutex(pthread_mutex_t *m);
+// Waits on the block's condition with its mutex held, until `deadline` on
+// CLOCK_MONOTONIC or, for null, without limit.
+int wait_block_cond(SharedBlock *block, const timespec *deadline);
 
 }  // namespace vesk::threads

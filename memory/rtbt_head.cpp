@@ -82,7 +82,8 @@ VESK_API void NuRTBTFree(NuRTBT *tree, const NuBtninfo *btninfo) {
 VESK_API int64_t NuRTBTInit_cp(NuRTBT *tree, const NuRTBT *source, const NuBtninfo *btninfo,
                                VeskErr *status) {
     init_head(tree);
-    if (source == nullptr || source->root == nullptr)
+    // Empty is what `count` says: nodes linked by hand are not the tree's.
+    if (source == nullptr || source->count == 0 || source->root == nullptr)
         return 0;
     if (!copy_subtree(tree, btninfo, source->root, head_node(tree), kLeft, status)) {
         NuRTBTDestroy(tree, btninfo);
@@ -94,7 +95,7 @@ VESK_API int64_t NuRTBTInit_cp(NuRTBT *tree, const NuRTBT *source, const NuBtnin
 VESK_API int64_t NuRTBTInit_mv(NuRTBT *tree, NuRTBT *source) {
     if (tree == source)
         return 0;
-    if (source->root == nullptr) {
+    if (source->count == 0 || source->root == nullptr) {
         init_head(tree);
     } else {
         *tree = *source;

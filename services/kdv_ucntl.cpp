@@ -99,10 +99,10 @@ int64_t x_retain(VeskClosure *cl, VeskErr *err) {
 // it acquires what every other holder did before its own release.
 int64_t x_release(VeskClosure *cl, VeskErr *err, uint32_t flags) {
     const int32_t now = count_of(cl).fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (now < 0) {
-        count_of(cl).fetch_add(1, std::memory_order_relaxed);
+    // A release below 0 is refused and the count stays where it went: the
+    // caller's fault is visible to the next holder too.
+    if (now < 0)
         return refuse_count(cl, err);
-    }
     return now == 0 ? end_instance(cl, err, flags) : now;
 }
 

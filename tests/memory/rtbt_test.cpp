@@ -445,6 +445,19 @@ TEST_F(TreeShape, MoveRethreadsTheLastNodeAndZeroesTheSource) {
     NuRTBTInit(&empty);
     NuRTBTInit_mv(&moved, &empty);  // an empty source initialises the target
     EXPECT_TRUE(sound(moved, true));
+
+    // Nodes linked by hand are not counted: such a tree copies and moves as
+    // empty, because `count` is what says empty.
+    NuRTBTNode by_hand{};
+    by_hand.data = 42;
+    NuRTBT linked, copy;
+    NuRTBTInit(&linked);
+    ASSERT_EQ(_NuRTBTLinknode(&linked, &Counting::table, &by_hand, 1, nullptr, nullptr), 0);
+    ASSERT_TRUE(linked.root == &by_hand && linked.count == 0);
+    EXPECT_EQ(NuRTBTInit_cp(&copy, &linked, &Counting::table, nullptr), 0);
+    EXPECT_TRUE(copy.root == nullptr && copy.count == 0);
+    NuRTBTInit_mv(&moved, &linked);
+    EXPECT_TRUE(moved.root == nullptr && linked.root == nullptr);
 }
 
 // Destroy frees `count` nodes and releases their non-null elements (none with

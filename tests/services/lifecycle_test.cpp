@@ -249,6 +249,15 @@ TEST_F(Lifecycle, CountLimitsAndComparison) {
     EXPECT_EQ(_VeskRetainvalue(o, -1, nullptr), 0x7ffffffe);
     EXPECT_STREQ(full.buf, "{ucntl::retain-object:objects/Lctest}: wrong [object] state to "
                            "perform operation.");
+    // A release at 0 is refused, and the count stays at -1 where it went.
+    _VeskRetainvalue(o, 0, nullptr);
+    const int finis = g_finis;
+    Status below;
+    EXPECT_EQ(VeskRelease(o, 0, &below.err), -1);
+    EXPECT_EQ(_VeskRetainvalue(o, -1, nullptr), -1);
+    EXPECT_STREQ(below.buf, "{ucntl::release-object:objects/Lctest}: wrong [object] state to "
+                            "perform operation.");
+    EXPECT_EQ(g_finis.load(), finis) << "a refused release ends nothing";
     _VeskRetainvalue(o, 1, nullptr);
 
     const VeskHintHash self_hash{87, 0, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(o))};

@@ -3,6 +3,7 @@
 // reference count, then the POD of its listener or notifier set.
 #include <cstddef>
 
+#include "runtime/static_module.hpp"
 #include "services/notice.hpp"
 
 namespace vesk::svc {
@@ -42,9 +43,9 @@ struct NoticeClass {
     }
 
 NOTICE_CLASS(CbUListenerPod, cbulsner, "objects/Nucbulsner", "Nucbulsner", 13, VESK_FAC_LISTENER, 23,
-             VESK_VERSION(2, 4, 1), cbulsner_ops);
+             rt::kStockVersion, cbulsner_ops);
 NOTICE_CLASS(CbMListenerPod, cbmlsner, "objects/Nucbmlsner", "Nucbmlsner", 14, VESK_FAC_LISTENER, 24,
-             VESK_VERSION(2, 4, 1), cbmlsner_ops);
+             rt::kStockVersion, cbmlsner_ops);
 NOTICE_CLASS(UNotifierPod, untfier, "objects/Nuuntfier", "Nuuntfier", 11, VESK_FAC_NOTIFIER, 19,
              VESK_VERSION(2, 4, 0), untfier_ops);
 
@@ -54,7 +55,7 @@ NOTICE_CLASS(UNotifierPod, untfier, "objects/Nuuntfier", "Nuuntfier", 11, VESK_F
 template <class Pod>
 int64_t link_class(NoticeClass<Pod> &c, VeskErr *status) {
     c.block.se[0].ops = c.own_set();
-    return _VeskSelistPushback_nlk(&c.cls.selist, VESK_SEBLOCK(&c.block), status);
+    return rt::push_own_block<NoticeClass<Pod>>(&c.cls.rec, status);
 }
 
 int64_t class_on_link(VeskRecord *rec, VeskErr *status) {

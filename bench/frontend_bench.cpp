@@ -125,40 +125,9 @@ void lookupoporstub(benchmark::State &state) {
     }
 }
 
-// ---------------------------------------------------------------------------
-// The alternatives: a count behind a virtual call and behind a plain
-// function pointer (call_baselines.hpp).
-
+// The alternatives, a count behind a virtual call and behind a plain
+// function pointer, come from call_baselines.hpp.
 using namespace vesk_bench;
-
-SharedCount g_shared;
-SoleCount g_sole;
-std::atomic<uint32_t> g_plain_count{1};
-
-int runtime_choice() {
-    int which = 0;
-    benchmark::DoNotOptimize(which);
-    return which;
-}
-
-void virtual_call(benchmark::State &state) {
-    Counted *const chosen = runtime_choice() == 0 ? static_cast<Counted *>(&g_shared) : &g_sole;
-    for (auto _ : state) {
-        Counted *object = chosen;
-        benchmark::DoNotOptimize(object);
-        benchmark::DoNotOptimize(object->retain_value(-1));
-    }
-}
-
-void function_pointer_call(benchmark::State &state) {
-    const ValueFn chosen = runtime_choice() == 0 ? count_value : sole_value;
-    void *ctx = &g_plain_count;
-    for (auto _ : state) {
-        ValueFn fn = chosen;
-        benchmark::DoNotOptimize(fn);
-        benchmark::DoNotOptimize(fn(ctx, -1));
-    }
-}
 
 void register_all() {
     benchmark::RegisterBenchmark("front_end/typed_pointer", front_end_typed);

@@ -22,10 +22,8 @@
 
 namespace {
 
-// ---------------------------------------------------------------------------
-// The alternatives
-// ---------------------------------------------------------------------------
-
+// The alternatives, a count behind a virtual call and behind a plain
+// function pointer, come from call_baselines.hpp.
 using namespace vesk_bench;
 
 // ---------------------------------------------------------------------------
@@ -98,42 +96,6 @@ void front_end_call(benchmark::State &state, const WalkCase &c) {
         }
         const auto fn = reinterpret_cast<LkbValueFn>(row->fn);
         benchmark::DoNotOptimize(fn(&cl, &err, -1));
-    }
-}
-
-// ---------------------------------------------------------------------------
-// The alternatives, measured
-// ---------------------------------------------------------------------------
-
-SharedCount g_shared;
-SoleCount g_sole;
-std::atomic<uint32_t> g_plain_count{1};
-
-// Which implementation runs is decided at run time, not by the compiler.
-int runtime_choice() {
-    int which = 0;
-    benchmark::DoNotOptimize(which);
-    return which;
-}
-
-void virtual_call(benchmark::State &state) {
-    Counted *const chosen = runtime_choice() == 0 ? static_cast<Counted *>(&g_shared) : &g_sole;
-    state.SetLabel("through a base pointer, callee not devirtualisable");
-    for (auto _ : state) {
-        Counted *object = chosen;
-        benchmark::DoNotOptimize(object);
-        benchmark::DoNotOptimize(object->retain_value(-1));
-    }
-}
-
-void function_pointer_call(benchmark::State &state) {
-    const ValueFn chosen = runtime_choice() == 0 ? count_value : sole_value;
-    void *ctx = &g_plain_count;
-    state.SetLabel("int64_t (*)(void *, int64_t)");
-    for (auto _ : state) {
-        ValueFn fn = chosen;
-        benchmark::DoNotOptimize(fn);
-        benchmark::DoNotOptimize(fn(ctx, -1));
     }
 }
 

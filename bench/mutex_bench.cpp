@@ -23,10 +23,16 @@ void BM_NuSMutex(benchmark::State &state) {
     NuSMutexDestroy(&m, nullptr);
 }
 
-void BM_pthread_recursive(benchmark::State &state) {
+// Lock and unlock of a recursive pthread mutex, process-shared and robust
+// as the handle mutexes' blocks are when asked.
+void pthread_recursive(benchmark::State &state, bool shared_robust) {
     pthread_mutexattr_t a;
     pthread_mutexattr_init(&a);
     pthread_mutexattr_settype(&a, PTHREAD_MUTEX_RECURSIVE);
+    if (shared_robust) {
+        pthread_mutexattr_setpshared(&a, PTHREAD_PROCESS_SHARED);
+        pthread_mutexattr_setrobust(&a, PTHREAD_MUTEX_ROBUST);
+    }
     pthread_mutex_t m;
     pthread_mutex_init(&m, &a);
     for (auto _ : state) {
@@ -35,6 +41,8 @@ void BM_pthread_recursive(benchmark::State &state) {
     }
     pthread_mutex_destroy(&m);
 }
+
+void BM_pthread_recursive(benchmark::State &state) { pthread_recursive(state, false); }
 
 void BM_std_recursive_mutex(benchmark::State &state) {
     std::recursive_mutex m;
@@ -54,20 +62,7 @@ void BM_NuPMutex(benchmark::State &state) {
     NuPMutexDestroy(&m, nullptr);
 }
 
-void BM_pthread_robust_pshared(benchmark::State &state) {
-    pthread_mutexattr_t a;
-    pthread_mutexattr_init(&a);
-    pthread_mutexattr_setpshared(&a, PTHREAD_PROCESS_SHARED);
-    pthread_mutexattr_setrobust(&a, PTHREAD_MUTEX_ROBUST);
-    pthread_mutexattr_settype(&a, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutex_t m;
-    pthread_mutex_init(&m, &a);
-    for (auto _ : state) {
-        pthread_mutex_lock(&m);
-        pthread_mutex_unlock(&m);
-    }
-    pthread_mutex_destroy(&m);
-}
+void BM_pthread_robust_pshared(benchmark::State &state) { pthread_recursive(state, true); }
 
 }  // namespace
 

@@ -1,7 +1,5 @@
-/*
- * fixture_module.c - the records of "modules/fixture", static data in plain
- * C11, and the few stores with which linking brings them to life.
- */
+// fixture_module.c - the records of "modules/fixture", static data in plain
+// C11, and the few stores with which linking brings them to life.
 #include "fixture_module.h"
 
 #include <stddef.h>
@@ -12,7 +10,7 @@ static int64_t fx_op(VeskClosure *cl, VeskErr *status) {
     return 0;
 }
 
-/* ---- Operation sets -------------------------------------------------------- */
+// ---- Operation sets --------------------------------------------------------
 
 #define FX_OPROW(cname) VESK_ROW(cname, "probe::" #cname, fx_op)
 #define FX_ROWS_5 VESK_STDROWS_NONE, FX_OPROW(op4)
@@ -52,7 +50,7 @@ static VESK_OPS_T(9) later_ops = {
     0, 9, {FX_ROWS_9},
 };
 
-/* ---- Classes ----------------------------------------------------------------- */
+// ---- Classes -----------------------------------------------------------------
 
 #define FX_OID6(c0, c1, c2, c3, c4, c5) \
     { 6, VESK_OPNUM_NONE, { (c0), (c1), (c2), (c3), (c4), (c5) } }
@@ -86,7 +84,7 @@ static struct {
      {VESK_SE_OWN(VESK_OID3(3, 1006, 6), 1, offsetof(FxGadget, pod), VESK_OPS(&inst_ops))}},
 };
 
-/* ---- The module -------------------------------------------------------------- */
+// ---- The module --------------------------------------------------------------
 
 static struct fixture_module {
     VeskModule mod;
@@ -114,7 +112,7 @@ FxPod *const fx_widget_pod = &widget.pod;
 FxPod *const fx_module_pod = &module.pod;
 VeskSeblock *const fx_widget_block = VESK_SEBLOCK(&widget.block);
 
-/* ---- Linking by hand ---------------------------------------------------------- */
+// ---- Linking by hand ----------------------------------------------------------
 
 static VeskOps *const all_ops[] = {
     VESK_OPS(&cls_ops),   VESK_OPS(&inst_ops),  VESK_OPS(&short_ops), VESK_OPS(&long_ops),
@@ -131,8 +129,8 @@ static const struct {
 
 #define FX_COUNT(a) (sizeof(a) / sizeof((a)[0]))
 
-/* Linking writes kind and flags together from one head word: kind in the
- * low half, flags in the high half. */
+// Linking writes kind and flags together from one head word: kind in the
+// low half, flags in the high half.
 static void write_head(VeskRecord *rec, uint32_t word, void *super) {
     rec->kind = (uint16_t)(word & 0xFFFFu);
     rec->flags = (uint16_t)(word >> 16);

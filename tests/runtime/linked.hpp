@@ -73,15 +73,15 @@ inline void expect_closure(const VeskClosure &cl, const void *self, const void *
 class Linked : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_EQ(fx_link(), 0);
+        link_module(fx_module);
         fx_widget_init(&w);
     }
-    void TearDown() override { fx_unlink(); }
+    void TearDown() override { EXPECT_EQ(_VeskModUnload(fx_module, nullptr), 0); }
 
     // A kind-3 reference to `w` bound to its instance service.
     VeskSeobj bound_to_counter() {
         VeskSeobj ref{};
-        const VeskOid k = key(0, {3, 1006});
+        const VeskOid k = key(0, {3, 905});
         EXPECT_NE(VeskSeobject(&w, &k, &ref, nullptr), nullptr);
         return ref;
     }

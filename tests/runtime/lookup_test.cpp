@@ -48,8 +48,8 @@ TEST_F(Lookup, TheWalkTakesTheFirstMatchingElementOfEachRecordAndItsPod) {
         {"class set from the class", false, c, key(4, {3, 901}), fx_cls_ops, c, c, cpod},
         {"class set from an instance", false, &w, key(4, {3, 901}), fx_cls_ops, &w, c, cpod},
         {"opcount - 1", false, &w, key(5, {3, 901}), fx_cls_ops, &w, c, cpod},
-        {"instance set", false, &w, key(4, {3, 1006}), fx_inst_ops, &w, &w, &w.pod},
-        {"instance set of another class", false, &g, key(4, {3, 1006}), fx_inst_ops, &g, &g, &g.pod},
+        {"instance set", false, &w, key(4, {3, 905}), fx_inst_ops, &w, &w, &w.pod},
+        {"instance set of another class", false, &g, key(4, {3, 905}), fx_inst_ops, &g, &g, &g.pod},
         {"a short set answers its rows", false, c, key(4, {3, 902}), fx_short_ops, c, c, nullptr},
         {"a set too short sends the walk on", false, c, key(5, {3, 902}), fx_long_ops, c, m, mpod},
         {"on to the module from an instance", false, &w, key(7, {3, 902}), fx_long_ops, &w, m, mpod},
@@ -57,17 +57,17 @@ TEST_F(Lookup, TheWalkTakesTheFirstMatchingElementOfEachRecordAndItsPod) {
         {"the first matching element", false, &w, key(4, {3, 903}), fx_first_ops, &w, c, nullptr},
         {"a longer key for the later one", false, &w, key(6, {3, 903, 2}), fx_later_ops, &w, c,
          nullptr},
-        {"a reference answers its bound set", false, &ref, key(6, {3, 1006}), fx_inst_ops, &w,
+        {"a reference answers its bound set", false, &ref, key(6, {3, 905}), fx_inst_ops, &w,
          &other, &elsewhere},
         {"other sets by a walk from its self", false, &ref, key(4, {3, 901}), fx_cls_ops, &w, c, cpod},
         {"up to the module from its self", false, &ref, key(5, {3, 902}), fx_long_ops, &w, m, mpod},
-        {"a reference without self", false, &loose, key(4, {3, 1006, 6}), fx_inst_ops, nullptr,
+        {"a reference without self", false, &loose, key(4, {3, 905, 6}), fx_inst_ops, nullptr,
          &other, &elsewhere},
-        {"underscore: through a reference", true, &ref, key(4, {3, 1006}), fx_inst_ops, &ref, &w,
+        {"underscore: through a reference", true, &ref, key(4, {3, 905}), fx_inst_ops, &ref, &w,
          &w.pod},
         // The extra level makes a reference around a class the holder of the
         // class's instance service.
-        {"underscore: around a class", true, &on_class, key(4, {3, 1006}), fx_inst_ops, &on_class,
+        {"underscore: around a class", true, &on_class, key(4, {3, 905}), fx_inst_ops, &on_class,
          &on_class, reinterpret_cast<char *>(&on_class) + offsetof(FxWidget, pod)},
         {"underscore: the walk goes past a bound set", true, &on_short, key(5, {3, 902}),
          fx_long_ops, &on_short, m, mpod},
@@ -85,9 +85,9 @@ TEST_F(Lookup, TheWalkTakesTheFirstMatchingElementOfEachRecordAndItsPod) {
 TEST_F(Lookup, VFormsBuildTheSameKeys) {
     VeskClosure v;
     const VeskOprow *row = &fx_inst_ops->rows[5];
-    EXPECT_EQ(VeskVlookupop(&w, &v, nullptr, 5, 1006, 6, -1), row);
+    EXPECT_EQ(VeskVlookupop(&w, &v, nullptr, 5, 905, 6, -1), row);
     expect_closure(v, &w, &w, &w.pod, fx_inst_ops, 5);
-    EXPECT_EQ(VeskVlookupop(&w, &v, nullptr, 5, 1006, -1), row) << "c1 alone: 3.1006";
+    EXPECT_EQ(VeskVlookupop(&w, &v, nullptr, 5, 905, -1), row) << "c1 alone: 3.905";
 
     // Four further components need no -1; each is part of the key.
     EXPECT_EQ(VeskVlookupop(fx_widget, &v, nullptr, 4, 904, 1, 2, 3, 4), &fx_later_ops->rows[4]);
@@ -98,9 +98,9 @@ TEST_F(Lookup, VFormsBuildTheSameKeys) {
     VeskSeobj ref = bound_to_counter();
     FxPod elsewhere{};
     ref.cl.pod = &elsewhere;
-    ASSERT_EQ(_VeskVlookupop(&ref, &v, nullptr, 5, 1006, -1), row);
+    ASSERT_EQ(_VeskVlookupop(&ref, &v, nullptr, 5, 905, -1), row);
     expect_closure(v, &ref, &w, &w.pod, fx_inst_ops, 5);
-    ASSERT_EQ(VeskVlookupop(&ref, &v, nullptr, 5, 1006, -1), row);
+    ASSERT_EQ(VeskVlookupop(&ref, &v, nullptr, 5, 905, -1), row);
     expect_closure(v, &w, &w, &elsewhere, fx_inst_ops, 5);
 }
 
@@ -114,7 +114,7 @@ SeAt se_at(VeskSe *(*lookup)(void *, const VeskOid *, void **, VeskErr *), void 
 }
 
 TEST_F(Lookup, ElementsPodsAndBindings) {
-    const VeskOid counter = key(0, {3, 1006}), cls = key(0, {3, 901}), probe = key(0, {3, 902});
+    const VeskOid counter = key(0, {3, 905}), cls = key(0, {3, 901}), probe = key(0, {3, 902});
     const VeskSe *se = fx_widget_block->se;
     VeskSeobj ref = bound_to_counter();
     FxPod elsewhere{};
@@ -226,27 +226,27 @@ TEST_F(Lookup, EveryFailureReportsExactlyAndWritesNoResult) {
         uint32_t variant;
         const char *text;  // null: the sentence is not checked
     } cases[] = {
-        {"instance service on the class", op(fx_widget, key(5, {3, 1006}), true), kInapt, 5,
+        {"instance service on the class", op(fx_widget, key(5, {3, 905}), true), kInapt, 5,
          "5{objects/Widget}: inappropriate operation."},
         {"on the module", op(fx_module, key(4, {3, 901})), kInapt, 5,
          "4{modules/fixture}: inappropriate operation."},
-        {"a reference around a class, walked from the class", op(&on_class, key(4, {3, 1006})),
+        {"a reference around a class, walked from the class", op(&on_class, key(4, {3, 905})),
          kInapt, 5, nullptr},
         {"opnum == opcount", op(&w, key(6, {3, 901})), kInapt, 5, nullptr},
         {"past the module's set", op(&w, key(8, {3, 902})), kInapt, 5, nullptr},
         {"no element on the chain", op(&w, missing), kInapt, 5, nullptr},
-        {"bound set too short", op(&ref, key(7, {3, 1006})), kInapt, 5, nullptr},
+        {"bound set too short", op(&ref, key(7, {3, 905})), kInapt, 5, nullptr},
         {"bound set too short, though the module answers", op(&on_short, key(5, {3, 902})),
          kInapt, 5, nullptr},
-        {"V form", [&](VeskErr *st, Out &o) { return VeskVlookupop(&w, &o.cl, st, 5, 1006, 7, -1); },
+        {"V form", [&](VeskErr *st, Out &o) { return VeskVlookupop(&w, &o.cl, st, 5, 905, 7, -1); },
          kInapt, 5, nullptr},
         {"V form on a reference",
-         [&](VeskErr *st, Out &o) { return VeskVlookupop(&ref, &o.cl, st, 9, 1006, -1); }, kInapt,
+         [&](VeskErr *st, Out &o) { return VeskVlookupop(&ref, &o.cl, st, 9, 905, -1); }, kInapt,
          5, "9{objects/Widget}: inappropriate operation."},
         {"underscore V form",
-         [&](VeskErr *st, Out &o) { return _VeskVlookupop(fx_widget, &o.cl, st, 4, 1006, -1); },
+         [&](VeskErr *st, Out &o) { return _VeskVlookupop(fx_widget, &o.cl, st, 4, 905, -1); },
          kInapt, 5, nullptr},
-        {"_VeskLookupSE, depth 1 from the class", se(fx_widget, key(0, {3, 1006}), true), kNomatch,
+        {"_VeskLookupSE, depth 1 from the class", se(fx_widget, key(0, {3, 905}), true), kNomatch,
          1, nullptr},
         {"_VeskLookupSE", se(&w, missing, true), kNomatch, 1,
          "999: name does not match the name of any entry."},

@@ -257,13 +257,12 @@ TEST(PThread, CancellationStateAndType) {
         EXPECT_EQ(NuPThreadIscancelable(nullptr), 0);
         EXPECT_EQ(NuPThreadEnablecancel(nullptr), 0);
         EXPECT_EQ(NuPThreadIscancelable(nullptr), 1);
-        int32_t type = -1;
-        EXPECT_EQ(NuPThreadSetcanceltype(NU_PTHREAD_CANCEL_ASYNCHRONOUS, nullptr), 0);
-        NuPThreadGetcanceltype(&type, nullptr);
-        EXPECT_EQ(type, NU_PTHREAD_CANCEL_ASYNCHRONOUS);
-        EXPECT_EQ(NuPThreadSetcanceltype(NU_PTHREAD_CANCEL_DEFERRED, nullptr), 0);
-        NuPThreadGetcanceltype(&type, nullptr);
-        EXPECT_EQ(type, NU_PTHREAD_CANCEL_DEFERRED);
+        for (int32_t type : {NU_PTHREAD_CANCEL_ASYNCHRONOUS, NU_PTHREAD_CANCEL_DEFERRED}) {
+            int32_t now = -1;
+            EXPECT_EQ(NuPThreadSetcanceltype(type, nullptr), 0);
+            NuPThreadGetcanceltype(&now, nullptr);
+            EXPECT_EQ(now, type);
+        }
         Status s;
         EXPECT_EQ(NuPThreadSetcanceltype(7, &s.err), -1);
         expect_report(s, 0, 259, 1, "@type: invalid argument.");

@@ -540,19 +540,6 @@ protected:
         for (uintptr_t k : keys)
             ASSERT_TRUE((balanced ? NuRTBTInsert_b : NuRTBTInsert)(&tree, kWords, k, 1, nullptr));
     }
-    size_t size() const {  // along the threads, from the leftmost node
-        const NuRTBTNode *p = tree.root;
-        size_t n = 0;
-        while (p && p->left)
-            p = p->left;
-        for (; p && p != static_cast<const void *>(&tree); ++n)
-            if (p->flags & NU_RTBT_RTHREAD)
-                p = p->right;
-            else
-                for (p = p->right; p->left;)
-                    p = p->left;
-        return n;
-    }
     NuRTBT tree;
 };
 
@@ -579,7 +566,11 @@ TEST_F(WordTree, BalancedFormsStopAtTheDepthLimit) {
     EXPECT_EQ(NuRTBTDelete_b(&tree, kWords, beyond, &e3), -1);
     EXPECT_EQ(e3.status, status_of(49219));
     EXPECT_EQ(_NuRTBTUnlinknode_b(&tree, kWords, NU_RTBT_MAXDEPTH + 1, nullptr, nullptr), nullptr);
-    EXPECT_EQ(size(), size_t{NU_RTBT_MAXDEPTH + 2});
+    int64_t nodes = 0;
+    NuBTWalk(&tree, &nodes, NU_BTWALK_INORDER, [](uintptr_t, void *n, void *, VeskErr *) -> int64_t {
+        return ++*static_cast<int64_t *>(n);
+    }, nullptr, nullptr);
+    EXPECT_EQ(nodes, NU_RTBT_MAXDEPTH + 2) << "nothing changed";
     // The plain forms know no limit.
     EXPECT_EQ(NuRTBTDelete(&tree, kWords, beyond, nullptr), 0);
     EXPECT_EQ(_NuRTBTUnlinknode(&tree, kWords, NU_RTBT_MAXDEPTH + 1, nullptr, nullptr), &deepest);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <set>
 #include <string>
@@ -37,6 +38,7 @@ struct Hooks {
     NuZmallocUctx uctx() { return {on_once_init, on_once_fini, on_get, on_release, this}; }
 };
 
+using vesk_test::expect_report;
 using vesk_test::Status;
 
 TEST(Zone, GrowsAChunkAtATimeAndRecyclesTheLastGivenBackFirst) {
@@ -119,18 +121,15 @@ TEST(Zone, InCallersMemoryItIsNotCountedAndCloseClearsIt) {
 }
 
 TEST(Zone, GetFromAFixedZoneAndTheRefusals) {
-    Status full;
+    constexpr const char *kNoMemory = ": operation failure: can not perform local memory allocation.";
+    Status full, size, table, record, chunk;
     NuZmalloc *z = _NuZmallocOpen(nullptr, nullptr, nullptr, 2, 8, nullptr);
-    EXPECT_NE(_NuZmallocGet0(z, nullptr), nullptr);
-    EXPECT_NE(_NuZmallocGet0(z, nullptr), nullptr);
+    EXPECT_TRUE(_NuZmallocGet0(z, nullptr) && _NuZmallocGet0(z, nullptr));
     EXPECT_EQ(_NuZmallocGet0(z, &full.err), nullptr);
-    EXPECT_EQ(full.err.status, (508 << 16) | 32773);
-    EXPECT_STREQ(full.buf,
-                 "@allocator.get: operation failure: can not perform local memory allocation.");
+    expect_report(full.err, 508, 32773, ENOMEM, 1, (std::string("@allocator.get") + kNoMemory).c_str());
     EXPECT_EQ(z->chunk_count, 1u) << "the zone stays as it was";
     _NuZmallocClose(z, NU_ZMALLOC_DESTROY_NOW, nullptr);
 
-    Status size, table, record, chunk;
     EXPECT_EQ(_NuZmallocOpen(nullptr, nullptr, nullptr, 0, 0, &size.err), nullptr);
     EXPECT_STREQ(size.buf, "memman:_NuZmallocOpen(@user-object-size): invalid argument.");
     const NuMallocOpv no_free = {Heap::alloc, Heap::calloc, nullptr, nullptr};
@@ -140,16 +139,13 @@ TEST(Zone, GetFromAFixedZoneAndTheRefusals) {
     Heap::reset();
     Heap::fail = true;
     EXPECT_EQ(_NuZmallocOpen(nullptr, &Heap::table, nullptr, 0, 8, &record.err), nullptr);
-    EXPECT_STREQ(record.buf,
-                 "@allocator.mm_alloc: operation failure: can not perform local memory "
-                 "allocation.");
+    EXPECT_EQ(std::string(record.buf), std::string("@allocator.mm_alloc") + kNoMemory);
     Heap::fail = false;
     z = _NuZmallocOpen(nullptr, &Heap::table, nullptr, 0, 8, nullptr);
     Heap::fail = true;
     EXPECT_EQ(_NuZmallocGet(z, &chunk.err), nullptr);
     EXPECT_EQ(chunk.err.status, (508 << 16) | 32773);
-    EXPECT_EQ(z->chunk_count, 0u);
-    EXPECT_EQ(_NuZmallocHasfreeg(z), 0);
+    EXPECT_TRUE(z->chunk_count == 0 && _NuZmallocHasfreeg(z) == 0);
     Heap::fail = false;
     _NuZmallocClose(z, 0, nullptr);
 }

@@ -147,27 +147,23 @@ TEST(Calendar, OwnStorageIsPerThreadAndNullTimeIsNow) {
 
 TEST(Calendar, ComposingNormalisesAndKeepsTheLastSecondOf1969) {
     ZoneScope scope("UTC0");
+    auto civil = [](int64_t usec, int year, int mon, int mday, int hour, int min, int sec) {
+        NuTm t{};
+        t.tm_usec = int32_t(usec);
+        t.tm.tm_year = year, t.tm.tm_mon = mon, t.tm.tm_mday = mday;
+        t.tm.tm_hour = hour, t.tm.tm_min = min, t.tm.tm_sec = sec;
+        return t;
+    };
     for (auto compose : {NuMkgmtime, NuMklocaltime}) {
         // timegm and mktime answer -1 for it too, and it is no failure.
-        NuTm last{250'000, {}};
-        last.tm.tm_year = 69;
-        last.tm.tm_mon = 11;
-        last.tm.tm_mday = 31;
-        last.tm.tm_hour = 23;
-        last.tm.tm_min = 59;
-        last.tm.tm_sec = 59;
+        NuTm last = civil(250'000, 69, 11, 31, 23, 59, 59);
         VeskErr err{};
         EXPECT_EQ(compose(&last, &err), -750'000);
         EXPECT_EQ(err.status, 0);
-
         // 1999-13-00 00:00:61, normalised in place; microseconds added as given.
-        NuTm loose{1'500'000, {}};
-        loose.tm.tm_year = 99;
-        loose.tm.tm_mon = 12;
-        loose.tm.tm_sec = 61;
+        NuTm loose = civil(1'500'000, 99, 12, 0, 0, 0, 61);
         EXPECT_EQ(compose(&loose, nullptr), (946'684'800 - 86'400 + 61) * kUs + 1'500'000);
-        EXPECT_EQ(loose.tm.tm_mon, 11);
-        EXPECT_EQ(loose.tm.tm_mday, 31);
+        EXPECT_TRUE(loose.tm.tm_mon == 11 && loose.tm.tm_mday == 31);
     }
 }
 

@@ -159,34 +159,27 @@ TEST(AnchoredClock, AnchorsRunsAndReanchors) {
 }
 
 TEST(AnchoredClock, MultipliedAndSlowCounters) {
-    FakeSource src;
-    AnchoredClock<FakeSource> doubled;
-    TimeBase b = true_base(6 * kGHz);
-    b.multiplier = 2;
-    timeval tv;
-    doubled.read(src, b, tv);
-    src.now += kGHz / 2 + 5'000; // counts double: one second and 10 µs
-    ASSERT_EQ(doubled.read(src, b, tv), 0);
-    EXPECT_EQ(micros(tv), micros(src.wall_now) + kUs + 10);
-    EXPECT_EQ(src.wall_reads, 1);
-
-    AnchoredClock<FakeSource> slow;
-    b = true_base(0);
-    b.set_frequency(3'579'545);
-    b.anchor_span = 60 * b.per_sec;
-    slow.read(src, b, tv);
-    src.now += 3'579'545 * 2 + 3'579'545 / 2;
-    ASSERT_EQ(slow.read(src, b, tv), 0);
-    EXPECT_EQ(micros(tv), micros(src.wall_now) + 2 * kUs + 499'999);
-}
-
-TEST(Tick, CalibratedAndAdvancingAtLeastBySleeps) {
-    EXPECT_EQ(NuTickpersec(), kGHz);
-    EXPECT_EQ(NuTickperusec(), 1'000u);
-    const uint64_t before = NuTick();
-    const timespec ts{0, 20'000'000};
-    nanosleep(&ts, nullptr);
-    EXPECT_GE(NuTick() - before, 20 * NuTickpermsec());
+    const struct {
+        uint64_t hz, multiplier, ticks;
+        int64_t micros;
+    } cases[] = {
+        {kGHz, 2, kGHz / 2 + 5'000, kUs + 10},  // counts double: one second and 10 µs
+        {3'579'545, 1, 3'579'545 * 2 + 3'579'545 / 2, 2 * kUs + 499'999},  // truncated
+    };
+    for (const auto &c : cases) {
+        FakeSource src;
+        TimeBase b = true_base(0);
+        b.set_frequency(c.hz);
+        b.multiplier = c.multiplier;
+        b.anchor_span = 6 * b.per_sec;
+        AnchoredClock<FakeSource> clock;
+        timeval tv;
+        clock.read(src, b, tv);
+        src.now += c.ticks;
+        ASSERT_EQ(clock.read(src, b, tv), 0);
+        EXPECT_EQ(micros(tv), micros(src.wall_now) + c.micros);
+        EXPECT_EQ(src.wall_reads, 1);
+    }
 }
 
 // Threads that race through a first use: one calibrates, all see its whole
@@ -221,7 +214,8 @@ TEST(TimeThreads, CalibrationRunsOnceAndIsSeenWhole) {
 
 // The library's first use, in a fresh process, by several threads at once,
 // beside a shared clock that re-anchors all the time; the library's clock,
-// its time value and that clock against the platform's.
+// its time value and that clock against the platform's; ticks advance at
+// least by a sleep and never go back.
 TEST(TimeThreads, FirstUseAndSharedAnchor) {
     vesk_test::expect_in_fresh_process([] {
         constexpr int kThreads = 4;
@@ -234,8 +228,12 @@ TEST(TimeThreads, FirstUseAndSharedAnchor) {
                 for (ready.fetch_add(1); ready.load() < kThreads;) {
                 }
                 RealSource real;
-                faults += NuTickpersec() != kGHz || NuTickpermsec() != 1'000'000u;
+                faults += NuTickpersec() != kGHz || NuTickpermsec() != 1'000'000u ||
+                          NuTickperusec() != 1'000u;
                 uint64_t last = NuTick();
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                faults += NuTick() - last < 20 * NuTickpermsec();  // at least the sleep
+                last = NuTick();
                 for (int i = 0; i < 5000; ++i) {
                     timeval lib, mine;
                     int64_t value = 0;

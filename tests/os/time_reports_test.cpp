@@ -7,7 +7,7 @@
 #include <string>
 
 #include "nu.h"
-#include "support/capture_service.hpp"  // Report
+#include "support/status.hpp"
 
 namespace {
 
@@ -70,7 +70,7 @@ TEST(TimeReports, EveryRefusal) {
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.message);
-        vesk_test::Report r;
+        vesk_test::Status r;
         errno = 0;
         EXPECT_TRUE(c.refused(&r.err));
         EXPECT_EQ(r.buf, c.message);

@@ -1,12 +1,10 @@
-/*
- * link_modules.c - the records of the linking tests' modules.
- */
+// link_modules.c - the records of the linking tests' modules.
 #include "link_modules.h"
 
 #include <stddef.h>
 #include <string.h>
 
-/* Distinct bodies, so that no linker folds two of them into one address. */
+// Distinct bodies, so that no linker folds two of them into one address.
 static int64_t fa4(VeskClosure *c, VeskErr *e) { (void)c; (void)e; return 104; }
 static int64_t fa9(VeskClosure *c, VeskErr *e) { (void)c; (void)e; return 109; }
 static int64_t fb4(VeskClosure *c, VeskErr *e) { (void)c; (void)e; return 204; }
@@ -24,28 +22,28 @@ const VeskOpfn lk_fa4 = VESK_FN(fa4), lk_fa9 = VESK_FN(fa9), lk_fb4 = VESK_FN(fb
         { VESK_STDROWS_NONE, __VA_ARGS__ } }
 #define SAME VESK_ROW_SAME
 
-/* A1: a function, imports from B1, aliases ahead (7 -> 4, pass 0) and behind
- * (8 -> 9, pass 1), an alias cycle (10 <-> 11), an alias and an import beyond
- * their sets. */
+// A1: a function, imports from B1, aliases ahead (7 -> 4, pass 0) and behind
+// (8 -> 9, pass 1), an alias cycle (10 <-> 11), an alias and an import beyond
+// their sets.
 SET(a1, 14, "lka/A1", 950, 1, FN(f4, fa4), IMPORT(i5, SAME, 951, 1), IMPORT(i6, 4, 951, 1),
     ALIAS(ahead7, 4), ALIAS(behind8, 9), FN(f9, fa9), ALIAS(cyc10, 11), ALIAS(cyc11, 10),
     ALIAS(far12, 99), IMPORT(far13, 40, 951, 1));
 SET(b1, 7, "lkb/B1", 951, 1, FN(f4, fb4), FN(f5, fb5), ALIAS(a6, 4));
-/* B2 imports A1's rows: a function (9), imports of A1 that lead on to B1 (5;
- * 6, whose origin is B1 row 4), an alias of A1 (7) and A1's alias cycle (10). */
+// B2 imports A1's rows: a function (9), imports of A1 that lead on to B1 (5;
+// 6, whose origin is B1 row 4), an alias of A1 (7) and A1's alias cycle (10).
 SET(b2, 9, "lkb/B2", 951, 2, IMPORT(i4, 9, 950, 1), IMPORT(i5, SAME, 950, 1),
     IMPORT(i6, SAME, 950, 1), IMPORT(i7, SAME, 950, 1), IMPORT(i8, 10, 950, 1));
 SET(l1, 6, "lkl/L1", 952, 1, IMPORT(i4, SAME, 959, 1), FN(f5, fa4));
-/* L2 row 5 imports L1 row 4, which L1 itself lacks. */
+// L2 row 5 imports L1 row 4, which L1 itself lacks.
 SET(l2, 6, "lkl/L2", 952, 2, IMPORT(i4, SAME, 959, 1), IMPORT(i5, 4, 952, 1));
-/* Two sets importing from each other: neither is complete while the other resolves. */
+// Two sets importing from each other: neither is complete while the other resolves.
 SET(c1, 6, "lkc/C1", 956, 1, IMPORT(i4, 5, 956, 2), FN(f5, fb5));
 SET(c2, 6, "lkc/C2", 956, 2, IMPORT(i4, 5, 956, 1), FN(f5, fb4));
 
 int lk_bad_fail;
 SET(twin, 5, "lkbad/Twin", 950, 1, FN(f4, fa4));
 
-/* ---- init_once and fini_once that log the id in their POD -------------------- */
+// ---- init_once and fini_once that log the id in their POD --------------------
 
 char lk_once_log[64];
 char lk_once_fail;
@@ -68,7 +66,7 @@ static VESK_OPS_T(4) o1 = {
     VESK_RECORD_INIT("operations/lko/O1", "lko/O1", "lko", VESK_OID3(3, 953, 1), NULL), 0, 4,
     {VESK_STDROWS(once_up, once_down, 0, 0)}};
 
-/* ---- Classes: the SE block right behind the class, class data behind it ------ */
+// ---- Classes: the SE block right behind the class, class data behind it ------
 
 static int64_t push_block(VeskRecord *rec, VeskErr *st) {
     VeskClass *cls = (VeskClass *)rec;
@@ -104,7 +102,7 @@ static struct once_class { VeskClass cls; VESK_SEBLOCK_T(3) block; char ids[3]; 
      {ONCE_SE(1), ONCE_SE(2), ONCE_SE(3)}},
     {'1', '2', '3'}};
 
-/* ---- Modules: on_link names the sets and classes and pushes the block -------- */
+// ---- Modules: on_link names the sets and classes and pushes the block --------
 
 static int64_t fill(VeskRecord *rec, VeskErr *st, VeskOps **opsv, uint32_t opsc, VeskClass **clsv,
                     uint32_t clsc, void *block) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-using vesk_test::expect_report;
+using vesk_test::expect_rt_report;
 using vesk_test::key;
 
 int g_file;  // stands for a module file: a module with a handle can be unplugged
@@ -141,7 +141,7 @@ TEST_F(Link, UnresolvableImportsStayNotconfiguredHoweverOftenPlugged) {
     prepare({lk_lone, lk_cycle});
     for (int plug = 0; plug < 2; ++plug) {
         EXPECT_EQ(_VeskModPlug(lk_lone, &st), 0);
-        expect_report(st, 518, 0, 4);  // the registry has no 3.959.1
+        expect_rt_report(st, 518, 0, 4);  // the registry has no 3.959.1
         EXPECT_EQ(lk_l1->rec.state & VESK_ST_RESOLVED, 0u);
         for (const VeskOprow *row : {&lk_l1->rows[4], &lk_l2->rows[4], &lk_l2->rows[5]})
             EXPECT_TRUE(row->fn == kNotconfigured && row->owner == nullptr) << row->cname;
@@ -155,7 +155,7 @@ TEST_F(Link, UnresolvableImportsStayNotconfiguredHoweverOftenPlugged) {
         EXPECT_EQ(stub->usedby.storage[0], lk_lone);
 
         EXPECT_EQ(_VeskModPlug(lk_cycle, &st), 0);  // C1 and C2 import from each other
-        expect_report(st, 771, 22, 2);
+        expect_rt_report(st, 771, 22, 2);
         for (const VeskOps *set : {lk_c1, lk_c2})
             EXPECT_TRUE(set->rows[4].fn == kNotconfigured && set->rec.holds == 0)
                 << set->rec.longkey;
@@ -204,7 +204,7 @@ TEST_F(Link, UnplugRefusalsChangeNothing) {
     link({lk_empty});            // no on_link, sets or classes: complete at once
     EXPECT_EQ(lk_empty->rec.state, 0x7u);
     EXPECT_EQ(_VeskModUnplug(lk_empty, &st), -1);
-    expect_report(st, 771, 22, 2);
+    expect_rt_report(st, 771, 22, 2);
     EXPECT_EQ(lk_empty->rec.state, 0x7u);
     lk_empty->handle = &g_file;
     unload({lk_empty});
@@ -222,7 +222,7 @@ TEST_F(Link, UnplugRefusalsChangeNothing) {
         const std::string busy = snapshot(lk_alpha);
         st = vesk_test::garbage_status();
         EXPECT_EQ(_VeskModUnplug(lk_alpha, &st), -1);
-        expect_report(st, 49218, 0, 3);
+        expect_rt_report(st, 49218, 0, 3);
         EXPECT_EQ(snapshot(lk_alpha), busy);
         lk_alpha->rec.state &= ~VESK_ST_LOADHELD;
         EXPECT_TRUE(held == nullptr || VeskEndcobject(held, nullptr) == 0);
@@ -243,7 +243,7 @@ TEST_F(Link, FailedDescribeAndRegisterTakeThemselvesBack) {
     // neither that nor undoing it once more disturbs Alpha.
     prepare({lk_alpha});
     EXPECT_EQ(_VeskModRegister(lk_bad, &st), -1);
-    expect_report(st, 49201, 0, 1);
+    expect_rt_report(st, 49201, 0, 1);
     EXPECT_EQ(_VeskVgetmodule(955, -1), nullptr);
     EXPECT_EQ(_VeskModUnregister(lk_bad, nullptr), 0);
     EXPECT_EQ(_VeskGetops(&kA1, nullptr), lk_a1);

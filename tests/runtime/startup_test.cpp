@@ -61,20 +61,4 @@ TEST(StartChain, AFailingStartEndsTheRun) {
     });
 }
 
-TEST(Bootstrap, TheRuntimeIsUpAtLoad) {
-    // The stub module is linked and registered before the program's first call.
-    VeskModule *stub = _VeskVgetmodule(1, -1);
-    ASSERT_NE(stub, nullptr);
-    EXPECT_STREQ(VeskObjectLongkey(stub), "modules/stub");
-    EXPECT_EQ(stub->rec.kind, VESK_KIND_MODULE);
-    EXPECT_EQ(stub->loads, 1u);
-    EXPECT_EQ(stub->handle, nullptr);
-    EXPECT_EQ(_G_mld_load_debug_only, 1);
-
-    const VeskOid stub_class_key = VESK_OID2(4, 1);
-    void *cls = _VeskGetcobject(&stub_class_key, nullptr);
-    ASSERT_NE(cls, nullptr);
-    EXPECT_EQ(VeskModuleof(cls), stub);
-}
-
 }  // namespace

@@ -93,10 +93,7 @@ TEST(PMutexattr, FieldsAndRefusals) {
     NuPMutexattr a;
     std::memset(&a, 0x5A, sizeof a);
     ASSERT_EQ(NuPMutexattrInit(&a), 0);
-    EXPECT_EQ(a.nLength, 12u);
-    EXPECT_EQ(a.lpSecurityDescriptor, nullptr);
-    EXPECT_EQ(a.name, nullptr);
-    EXPECT_EQ(a.access, 0xF0000u);
+    EXPECT_EQ(a.name, nullptr) << "no name: an in-process mutex";
     int32_t type = 0;
     NuPMutexattrSettype(&a, 0);
     NuPMutexattrGettype(&a, &type);

@@ -12,6 +12,7 @@
 
 #include "runtime/registry.hpp"
 #include "runtime/stub.hpp"
+#include "support/status.hpp"
 #include "vesk.h"
 
 namespace {
@@ -35,39 +36,19 @@ struct RaceClass {
     VESK_SEBLOCK_T(1) block;
 } race_class = {
     VESK_CLASS_INIT("objects/Race", "Race", "Race", VESK_OID2(4, kFamily),
-                    [](VeskRecord *rec, VeskErr *status) -> int64_t {
-                        auto *c = reinterpret_cast<RaceClass *>(rec);
-                        return _VeskSelistPushback_nlk(&c->cls.selist, VESK_SEBLOCK(&c->block),
-                                                       status);
-                    },
-                    sizeof(VeskInstance)),
+                    vesk_test::push_block_behind, sizeof(VeskInstance)),
     {VESK_SEBLOCK_HEAD(1), {VESK_SE_OWN(VESK_OID3(3, kFamily, 1), 0, 0, VESK_OPS(&race_ops))}},
 };
 
 VeskOps *race_opsv[] = {VESK_OPS(&race_ops)};
 VeskClass *race_clsv[] = {&race_class.cls};
-int file_stand_in;  // a module with a file handle may be unplugged
-
-VeskModule race_module = VESK_MODULE_INIT(
-    "modules/race", "race", "race", VESK_OID2(5, kFamily),
-    [](VeskRecord *rec, VeskErr *) -> int64_t {
-        auto *m = reinterpret_cast<VeskModule *>(rec);
-        m->opsv = race_opsv;
-        m->opsc = 1;
-        m->clsv = race_clsv;
-        m->clsc = 1;
-        return 0;
-    },
-    "race", VESK_VERSION(1, 0, 0), __DATE__);
+VeskModule race_module = VESK_MODULE_INIT("modules/race", "race", "race", VESK_OID2(5, kFamily),
+                                          nullptr, "race", VESK_VERSION(1, 0, 0), __DATE__);
 
 // One load: the three steps together under every registry write lock.
 void link_race_module() {
     vesk::rt::RegistriesLocked locked;
-    VeskModule *m = &race_module;
-    m->handle = &file_stand_in;
-    ASSERT_GE(_VeskModDescribe(m, nullptr), 0);
-    ASSERT_EQ(_VeskModRegister(m, nullptr), 1);
-    ASSERT_EQ(_VeskModPlug(m, nullptr), 1);
+    vesk_test::link_module(&race_module, race_opsv, race_clsv);
 }
 
 // One unload attempt; refused (-1, busy) while a reader holds the class.

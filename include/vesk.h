@@ -36,6 +36,7 @@
 #include <stdint.h>
 
 #include "nu.h"
+#include "vesk_version.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -51,6 +52,17 @@ extern "C" {
 #define VESK_FLEXIBLE_BEGIN_
 #define VESK_FLEXIBLE_END_
 #endif
+
+/* ------------------------------------------------------------------------ */
+/* Library version                                                           */
+/* ------------------------------------------------------------------------ */
+
+/* The version of the library the program runs against, which may be newer
+ * than the headers it was compiled with (VESK_VERSION_HEX, VESK_VERSION_STRING
+ * in vesk_version.h): (major << 16) | (minor << 8) | patch. Never fails. */
+VESK_API uint32_t VeskLibraryVersion(void);
+/* The same version as text, "major.minor.patch", in static storage. */
+VESK_API const char *VeskLibraryVersionString(void);
 
 /* ------------------------------------------------------------------------ */
 /* Identifiers                                                               */

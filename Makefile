@@ -46,7 +46,8 @@ bench:
 # The HTML reference of the public headers: build/docs/html/index.html.
 docs:
 	@scripts/setup.sh docs
-	doxygen docs/Doxyfile
+	cmake --preset release
+	cmake --build --preset release --target docs
 
 # The release library, headers and package files under $(PREFIX).
 install:

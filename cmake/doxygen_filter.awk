@@ -13,20 +13,28 @@
 #   - a comment followed by a blank line, a section banner and a licence line
 #     stay plain comments;
 #   - in comment text, the characters Doxygen would read as commands or markup
-#     (\ @ < > & # %) are escaped, except inside `code` and indented examples.
+#     (\ @ < > & # %) are escaped, except inside `code`, "quotes" and indented
+#     examples.
 #
 # Usage (Doxygen's INPUT_FILTER): awk -f doxygen_filter.awk HEADER
 
-function escape_text(text,    out, parts, count, k) {
-    # Backquoted spans are code: only the text between them is escaped.
-    count = split(text, parts, "`")
+function escape_text(text,    out, k, c, in_code, in_quote) {
+    # Backquoted spans are code, and Doxygen reads no commands in "quoted"
+    # text: only what lies outside both is escaped.
     out = ""
-    for (k = 1; k <= count; k++) {
-        if (k % 2 == 1) {
-            gsub(/\\/, "\\\\", parts[k])
-            gsub(/[@<>&#%]/, "\\\\&", parts[k])
+    in_code = 0
+    in_quote = 0
+    for (k = 1; k <= length(text); k++) {
+        c = substr(text, k, 1)
+        if (c == "`" && !in_quote)
+            in_code = !in_code
+        else if (c == "\"" && !in_code)
+            in_quote = !in_quote
+        else if (!in_code && !in_quote) {
+            if (c ~ /[\\@<>&#%]/)
+                c = "\\" c
         }
-        out = out parts[k] (k < count ? "`" : "")
+        out = out c
     }
     return out
 }
@@ -109,7 +117,7 @@ END {
         }
         # A code line, perhaps with a comment on the member it declares.
         out[i] = text
-        if (!is_blank(text))
+        if (!is_blank(text) && text !~ /^[ \t]*\/\//)
             code_seen = 1
         if (!continued && text !~ /\\[ \t]*$/ && match(text, /[^ \t][ \t]*\/\*[^*]/) &&
             index(substr(text, RSTART), "*/") > 0) {

@@ -547,7 +547,7 @@ VESK_API int64_t NuPCondTimedwait_rel(NuPCond cond, NuPMutex mutex,
  * handle mutex is recursive (Gettype gives 2; Settype changes nothing), and
  * the protocol and priority-ceiling calls keep nothing and leave their
  * output as it was (0), except that Setprioceiling refuses a ceiling outside
- * -4 .. 4 (-1, code 259). */
+ * -4 to 4 (-1, code 259). */
 VESK_API int64_t NuPMutexattrInit(NuPMutexattr *attr);
 VESK_API int64_t NuPCondattrInit(NuPCondattr *attr);
 VESK_API int64_t NuPMutexattrDestroy(NuPMutexattr *attr);
@@ -612,7 +612,7 @@ VESK_API int64_t NuPThreadResume(NuPThread thread, VeskErr *err);
 /* Linux cannot stop another thread where it stands: -3, code 1026 with
  * facility 100 and errno ENOSYS. */
 VESK_API int64_t NuPThreadSuspend(NuPThread thread, VeskErr *err);
-/* A thread's priority on the library's scale -4 .. 4, kept as its nice
+/* A thread's priority on the library's scale from -4 to 4, kept as its nice
  * value; raising it needs privilege. 0; -4 for a priority outside the scale
  * (code 1029); -1 after a report of code 32769 (ESRCH for a handle of 0).
  * The scheduling policy is always 2, and setting it changes nothing. */
@@ -650,8 +650,8 @@ VESK_API int64_t NuPThrattrIsjoinable(const NuPThrattr *attr);
 VESK_API int64_t NuPThrattrInheritsched(NuPThrattr *attr);
 VESK_API int64_t NuPThrattrExplicitsched(NuPThrattr *attr);
 VESK_API int64_t NuPThrattrIsinheritsched(const NuPThrattr *attr);
-/* The priority on the library's scale -4 .. 4 (the record keeps it on the
- * platform's scale -15 .. 15): a value outside is refused with -4, code 1029.
+/* The priority on the library's scale from -4 to 4 (the record keeps it on the
+ * platform's scale from -15 to 15): a value outside is refused with -4, code 1029.
  * A stack size below 1 MiB is refused with -1, code 259 ("@stacksize"), and
  * so is a caller's stack while the size is below that. The policy is always
  * 2. 0 otherwise. */

@@ -1,23 +1,34 @@
-# Thin targets over the CMake presets. Each one does its own set-up first.
-.PHONY: setup demo test tsan bench clean
+# Thin targets over the CMake presets. Each one does its own set-up first:
+# scripts/setup.sh installs what the target needs and is quiet when all is there.
+.PHONY: setup demo test check tsan bench docs install clean
+
+PREFIX ?= /usr/local
 
 setup:
 	@scripts/setup.sh
 
 # Builds the release library and runs the demo program.
-demo: setup
+demo:
+	@scripts/setup.sh
 	cmake --preset release
 	cmake --build --preset release --target demo
 	./build/release/examples/demo
 
-# Builds everything with AddressSanitizer and UBSan and runs every test.
-test: setup
+# The whole check, as CI runs it: every test, the examples and the install
+# check under AddressSanitizer + UBSan, then every test under ThreadSanitizer.
+# One after the other: each build uses both cores.
+test:
+	@$(MAKE) --no-print-directory check
+	@$(MAKE) --no-print-directory tsan
+
+check:
+	@scripts/setup.sh test
 	cmake --preset dev
 	cmake --build --preset dev
 	ctest --preset dev
 
-# The concurrency tests under ThreadSanitizer.
-tsan: setup
+tsan:
+	@scripts/setup.sh test
 	cmake --preset tsan
 	cmake --build --preset tsan
 	ctest --preset tsan
@@ -25,12 +36,25 @@ tsan: setup
 # Release benchmarks, library beside its alternatives in one run.
 bench:
 	@scripts/setup.sh bench
-	cmake --preset release
-	cmake --build --preset release
-	@for b in build/release/bench/vesk_bench_*; do \
+	cmake --preset bench
+	cmake --build --preset bench
+	@for b in build/bench/bench/vesk_bench_*; do \
 	  $$b --benchmark_repetitions=10 --benchmark_enable_random_interleaving=true \
 	      --benchmark_report_aggregates_only=true || exit 1; \
 	done
+
+# The HTML reference of the public headers: build/docs/html/index.html.
+docs:
+	@scripts/setup.sh docs
+	cmake --preset release
+	cmake --build --preset release --target docs
+
+# The release library, headers and package files under $(PREFIX).
+install:
+	@scripts/setup.sh
+	cmake --preset release
+	cmake --build --preset release --target vesk
+	cmake --install build/release --prefix $(PREFIX)
 
 clean:
 	rm -rf build

@@ -319,18 +319,41 @@ VESK_API extern NuBtninfo _G_ucntl_btninfo_opv;
 /* Called at each node of a walk; 0 or below stops it. */
 typedef int64_t (*NuBTWalkfn)(uintptr_t element, void *argument, void *context, VeskErr *status);
 
+/* A tree's head. NuRTBTCreate allocates an empty one through the allocator
+ * table: null after a report of the failed allocation (facility 506).
+ * NuRTBTInit makes `tree` an empty head where it stands; always 0. */
 VESK_API NuRTBT *NuRTBTCreate(VeskErr *status);
 VESK_API int64_t NuRTBTInit(NuRTBT *tree);
+/* Fills the head `tree` with a copy of `source`: a new node for each node,
+ * its element made by `btninfo`'s dup, in the same shape and order. 1 when
+ * something was copied, 0 for an empty source; -1 after a failed dup or
+ * allocation (reported), with what was copied released again. */
 VESK_API int64_t NuRTBTInit_cp(NuRTBT *tree, const NuRTBT *source, const NuBtninfo *btninfo,
                                VeskErr *status);
+/* Moves the nodes of `source` to the head `tree` (a head cannot be moved by
+ * a plain copy: the last node's thread points at it) and leaves `source` all
+ * zeros; always 0. */
 VESK_API int64_t NuRTBTInit_mv(NuRTBT *tree, NuRTBT *source);
+/* NuRTBTDestroy frees the tree's counted nodes, releasing each element
+ * through `btninfo` when it is given, and leaves the head all zeros until it
+ * is initialised again; nodes the caller linked stay the caller's.
+ * NuRTBTFree does the same and then frees a head made by NuRTBTCreate. */
 VESK_API void NuRTBTDestroy(NuRTBT *tree, const NuBtninfo *btninfo);
 VESK_API void NuRTBTFree(NuRTBT *tree, const NuBtninfo *btninfo);
 
+/* A node whose element compares equal to `request` under `btninfo`'s
+ * compare; null when there is none, reported with code 49170 ("@request"),
+ * facility 506. */
 VESK_API NuRTBTNode *NuRTBTFind(const NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                 VeskErr *status);
 
-/* Element level: the tree allocates the node and owns the element (dup). */
+/* Element level: the tree allocates the node and owns the element (dup).
+ * The _b forms keep the tree balanced; the others neither rebalance nor need
+ * a balanced tree. With `dups` 0 an element equal to one in the tree is
+ * refused (code 49201); a descent deeper than NU_RTBT_MAXDEPTH is refused
+ * (49219) and a request that matches nothing is reported with 49170, all
+ * with facility 506. Insert gives the new node, or null with the tree as it
+ * was; Delete releases the element and frees the node: 0, or -1. */
 VESK_API NuRTBTNode *NuRTBTInsert(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t userinfo,
                                   int dups, VeskErr *status);
 VESK_API NuRTBTNode *NuRTBTInsert_b(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t userinfo,
@@ -345,7 +368,9 @@ VESK_API uintptr_t NuRTBTRemove(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_
 VESK_API uintptr_t NuRTBTRemove_b(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                   VeskErr *status);
 
-/* Node level: the caller owns node and element; `data` must be set. */
+/* Node level: the caller owns node and element; `data` must be set. The
+ * nodes are counted, and refusals reported, as at the element level; Insnode
+ * gives `node` and Rmnode the node taken out, or null. */
 VESK_API NuRTBTNode *NuRTBTInsnode(NuRTBT *tree, const NuBtninfo *btninfo, NuRTBTNode *node,
                                    int dups, VeskErr *status);
 VESK_API NuRTBTNode *NuRTBTInsnode_b(NuRTBT *tree, const NuBtninfo *btninfo, NuRTBTNode *node,
@@ -356,7 +381,8 @@ VESK_API NuRTBTNode *NuRTBTRmnode_b(NuRTBT *tree, const NuBtninfo *btninfo, uint
                                     VeskErr *status);
 
 /* Link level: no count, no report; `first` and `last` (each may be null) are
- * written when the first or last node changes. */
+ * written when the first or last node changes. Linknode gives 0, or -1 when
+ * refused; Unlinknode gives the node taken out, or null. */
 VESK_API int64_t _NuRTBTLinknode(NuRTBT *tree, const NuBtninfo *btninfo, NuRTBTNode *node,
                                  int dups, NuRTBTNode **first, NuRTBTNode **last);
 VESK_API int64_t _NuRTBTLinknode_b(NuRTBT *tree, const NuBtninfo *btninfo, NuRTBTNode *node,
@@ -465,6 +491,13 @@ struct NuZmalloc {
 #define NU_ZMALLOC_GRANULARITY 64 /* granules per chunk when 0 is given */
 #define NU_ZMALLOC_DESTROY_NOW 0x1u
 
+/* Opens a zone of objects of `object_size` bytes, made `granularity` to a
+ * chunk (0: NU_ZMALLOC_GRANULARITY) through `allocator` (null: the library's
+ * table), with the hooks of `uctx` (may be null). With `zone` null the record
+ * is allocated and counted as a reference of the opener; else `zone` is the
+ * caller's memory and is not counted. The zone, or null after a report
+ * (facility 508): code 259 for a size of 0 or an allocator without mm_alloc
+ * or mm_free, 32773 when the record cannot be allocated. */
 VESK_API NuZmalloc *_NuZmallocOpen(NuZmalloc *zone, const NuMallocOpv *allocator,
                                    const NuZmallocUctx *uctx, uintptr_t granularity,
                                    uintptr_t object_size, VeskErr *status);
@@ -507,21 +540,43 @@ typedef struct NuW32SystemTime {
     uint16_t wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
 } NuW32SystemTime;
 
+/* The wall clock. NuGettimeofday fills `tv`: 0, or -1 after a report
+ * (facility 107: code 258 for a null `tv`, 32769 when the clock fails).
+ * NuTime gives the time in microseconds since 1970 and stores it in `out`
+ * when given; -1 after the same reports. */
 VESK_API int64_t NuGettimeofday(struct timeval *tv, VeskErr *err);
 VESK_API NuTimevalue NuTime(NuTimevalue *out, VeskErr *err);
 /* The C text of the time with ":uuuuuu" behind the seconds; 33 bytes. */
 #define NU_CTIME_BUFSIZE 33
+/* Calendar forms of a time value (null: now). NuCtime writes the local
+ * time's text into `buffer` (NU_CTIME_BUFSIZE bytes; null: a buffer of the
+ * calling thread's, valid until its next such call) and gives it; NuGmtime
+ * and NuLocaltime fill `record` (null: one of the thread's) with the UTC or
+ * local fields and give it. NuMkgmtime and NuMklocaltime give the time value
+ * of a record's UTC or local fields, normalising them. A refusal of the C
+ * library's calendar gives null or -1 and reports code 32769 with its errno
+ * in the message; a null record reports code 258. */
 VESK_API char *NuCtime(const NuTimevalue *time, char *buffer, VeskErr *err);
 VESK_API NuTm *NuGmtime(const NuTimevalue *time, NuTm *record, VeskErr *err);
 VESK_API NuTm *NuLocaltime(const NuTimevalue *time, NuTm *record, VeskErr *err);
 VESK_API NuTimevalue NuMkgmtime(NuTm *record, VeskErr *err);
 VESK_API NuTimevalue NuMklocaltime(NuTm *record, VeskErr *err);
 
+/* The high-resolution counter. NuTick gives the ticks since the library's
+ * time base was calibrated, on CLOCK_MONOTONIC, which setting the wall clock
+ * does not move; the Tickper forms give the ticks in a second, a millisecond
+ * and a microsecond (nanoseconds here: 1000000000, 1000000 and 1000). */
 VESK_API uint64_t NuTick(void);
 VESK_API uint64_t NuTickpersec(void);
 VESK_API uint64_t NuTickpermsec(void);
 VESK_API uint64_t NuTickperusec(void);
 
+/* A timeval to and from a Windows file time (100 ns units since 1601) and a
+ * Windows calendar record. The file-time forms give 0, or -1 with errno
+ * EFAULT and no report for a null pointer; their third argument is not used,
+ * and times outside the file time's range wrap. The system-time forms give
+ * 0, or -1 after a report of code 259 (facility 107) for a null pointer or a
+ * time or record out of range. */
 VESK_API int64_t NuTimevalFromW32FileTime(struct timeval *tv, const uint64_t *filetime,
                                           void *unused);
 VESK_API int64_t NuTimevalToW32FileTime(const struct timeval *tv, uint64_t *filetime,
@@ -531,13 +586,21 @@ VESK_API int64_t NuTimevalFromW32SytemTime(struct timeval *tv, const NuW32System
 VESK_API int64_t NuTimevalToW32SytemTime(const struct timeval *tv, NuW32SystemTime *systime,
                                          VeskErr *err);
 
+/* Sleeps on the monotonic clock: NuSleep for seconds, NuMsleep
+ * milliseconds, NuUsleep microseconds (in whole milliseconds, at least one),
+ * NuNanosleep a timespec (in milliseconds modulo 2^32, at least one). 0
+ * milliseconds gives the processor up; 0xFFFFFFFF sleeps until a signal
+ * handler runs. 0 after the sleep; -1 with errno EINTR and no report when a
+ * signal handler cut it short (NuNanosleep then stores what was left in
+ * `remainder`). A longer or negative request is refused with -1 and code 259,
+ * facility 204; a null `request` with code 258, facility 107. */
 VESK_API int64_t NuSleep(uint64_t seconds, VeskErr *err);
 VESK_API int64_t NuMsleep(uint64_t milliseconds, VeskErr *err);
 VESK_API int64_t NuUsleep(int64_t microseconds, VeskErr *err);
 VESK_API int64_t NuNanosleep(const struct timespec *request, struct timespec *remainder,
                              VeskErr *err);
-/* The C library lacks this twin; gettimeofday, sleep, usleep and nanosleep
- * are the C library's own. */
+/* NuMsleep without a status record. The C library lacks this twin;
+ * gettimeofday, sleep, usleep and nanosleep are the C library's own. */
 VESK_API int32_t msleep(uint32_t milliseconds);
 
 /* ------------------------------------------------------------------------ */
@@ -564,7 +627,8 @@ VESK_API int32_t NuWLevenshtein(const char16_t *s1, int64_t n1, const char16_t *
 VESK_API int32_t strshellcmp3(const char *text, const char *pattern, int32_t dots);
 VESK_API int32_t wcsshellcmp3(const char16_t *text, const char16_t *pattern, int32_t dots);
 
-/* Case mapping of 16-bit units independent of any locale. */
+/* Case mapping of 16-bit units independent of any locale: a unit, or a
+ * NUL-ended string mapped in place (the string forms give `string`). */
 VESK_API char16_t NuTowlower_c(char16_t unit);
 VESK_API char16_t NuTowupper_c(char16_t unit);
 VESK_API char16_t *NuWcslwr_c(char16_t *string);
@@ -606,14 +670,28 @@ typedef NuPMutexattr NuPCondattr;
 /* A deadline or duration argument that means "no limit". */
 #define NU_TIMESPEC_INFINITE ((const struct timespec *)UINTPTR_MAX)
 
+/* The in-process lock. Init makes a recursive lock (Init2 ignores the
+ * attributes, which are the handle family's), Destroy ends it and Lock waits
+ * for it; each gives 0 and reports nothing. */
 VESK_API int64_t NuSMutexInit(NuSMutex *mutex);
 VESK_API int64_t NuSMutexInit2(NuSMutex *mutex, const NuPMutexattr *attr, VeskErr *err);
 VESK_API int64_t NuSMutexDestroy(NuSMutex *mutex, VeskErr *err);
 VESK_API int64_t NuSMutexLock(NuSMutex *mutex);
-/* 1 when taken, 0 when another thread holds it (reported). */
+/* 1 when taken, 0 when another thread holds it (reported: code 517,
+ * "@mutex"). */
 VESK_API int64_t NuSMutexTrylock(NuSMutex *mutex, VeskErr *err);
+/* Gives one hold back; 0. */
 VESK_API int64_t NuSMutexUnlock(NuSMutex *mutex);
 
+/* The in-process condition, on the monotonic clock; Init2 ignores the
+ * attributes. Signal wakes one waiter and Broadcast all of them; a signal
+ * with nobody waiting is lost. A wait gives the mutex (taken once) up while
+ * it waits and holds it again when it returns. Timedwait and Timedwait2 take
+ * a wall-clock deadline (against `now` in Timedwait2; null or
+ * NU_TIMESPEC_INFINITE: no limit), Timedwait_rel a span (null: a poll),
+ * Timedwait_ms milliseconds (0 or less: no limit; above 0xFFFFFFFF refused
+ * with -1, code 259). 0; -6 when the time ran out (code 1034); -1 when the
+ * platform call failed (code 32769, its errno in the message). */
 VESK_API int64_t NuSCondInit(NuSCond *cond, VeskErr *err);
 VESK_API int64_t NuSCondInit2(NuSCond *cond, const NuPCondattr *attr, VeskErr *err);
 VESK_API int64_t NuSCondDestroy(NuSCond *cond, VeskErr *err);
@@ -629,14 +707,28 @@ VESK_API int64_t NuSCondTimedwait2(NuSCond *cond, NuSMutex *mutex, const struct 
 VESK_API int64_t NuSCondTimedwait_ms(NuSCond *cond, NuSMutex *mutex, int64_t milliseconds,
                                      VeskErr *err);
 
+/* Handle mutexes: recursive and robust; named in the attributes, one mutex
+ * for every process that opens the name. Init and Init2 make the handle: 0,
+ * or -1 after a report of code 32769 with the errno of the failure. Destroy
+ * closes it (0). Lock waits for it: 0; a holder that died leaves it to the
+ * next taker, consistent. A handle of 0 is refused with -1 (code 32769,
+ * EINVAL). */
 VESK_API int64_t NuPMutexInit(NuPMutex *mutex, VeskErr *err);
 VESK_API int64_t NuPMutexInit2(NuPMutex *mutex, const NuPMutexattr *attr, VeskErr *err);
 VESK_API int64_t NuPMutexDestroy(NuPMutex *mutex, VeskErr *err);
 VESK_API int64_t NuPMutexLock(NuPMutex mutex, VeskErr *err);
-/* 1 when taken, 0 when another holds it (reported), -1 on failure. */
+/* 1 when taken, 0 when another holds it (reported: code 517), -1 on failure. */
 VESK_API int64_t NuPMutexTrylock(NuPMutex mutex, VeskErr *err);
+/* Gives one hold back: 0, or -1 when the caller holds none (code 513). */
 VESK_API int64_t NuPMutexUnlock(NuPMutex mutex, VeskErr *err);
 
+/* Handle conditions: an event that a signal sets and a waiter's wake-up
+ * clears. Signal, and Broadcast alike, releases exactly one waiter, or stays
+ * set until the next wait when nobody waits. A wait gives `mutex` up and
+ * starts waiting in one step, and holds it again when it returns. Limits and
+ * results as for NuSCond: 0; -6 on time-out (code 1034); -1 on failure (code
+ * 32769: EINVAL for a handle of 0, EPERM for a mutex the caller does not
+ * hold). Init, Init2 and Destroy as for NuPMutex. */
 VESK_API int64_t NuPCondInit(NuPCond *cond, VeskErr *err);
 VESK_API int64_t NuPCondInit2(NuPCond *cond, const NuPCondattr *attr, VeskErr *err);
 VESK_API int64_t NuPCondDestroy(NuPCond *cond, VeskErr *err);
@@ -652,6 +744,12 @@ VESK_API int64_t NuPCondTimedwait_ms(NuPCond cond, NuPMutex mutex, int64_t milli
 VESK_API int64_t NuPCondTimedwait_rel(NuPCond cond, NuPMutex mutex,
                                       const struct timespec *duration, VeskErr *err);
 
+/* Attributes of the handle family. Init fills the record with its defaults,
+ * Destroy does nothing; both give 0. Only `name` reaches the platform: every
+ * handle mutex is recursive (Gettype gives 2; Settype changes nothing), and
+ * the protocol and priority-ceiling calls keep nothing and leave their
+ * output as it was (0), except that Setprioceiling refuses a ceiling outside
+ * -4 to 4 (-1, code 259). */
 VESK_API int64_t NuPMutexattrInit(NuPMutexattr *attr);
 VESK_API int64_t NuPCondattrInit(NuPCondattr *attr);
 VESK_API int64_t NuPMutexattrDestroy(NuPMutexattr *attr);
@@ -695,27 +793,54 @@ typedef struct NuPThrattr {
 #define NU_PTHREAD_CANCEL_DEFERRED     0
 #define NU_PTHREAD_CANCEL_ASYNCHRONOUS 1
 
+/* Starts `start(arg)` on a new thread: Create with the platform's
+ * attributes, Create2 with `attr` (stack size, a caller's stack, the priority
+ * unless it inherits the creator's), Create2_suspended holding it back before
+ * `start` until NuPThreadResume. 0 with the handle in `thread`; -1 after a
+ * report of code 32769 with the errno of the failure, the handle then 0. */
 VESK_API int64_t NuPThreadCreate(NuPThread *thread, NuPThreadStart start, void *arg,
                                  VeskErr *err);
 VESK_API int64_t NuPThreadCreate2(NuPThread *thread, const NuPThrattr *attr, NuPThreadStart start,
                                   void *arg, VeskErr *err);
 VESK_API int64_t NuPThreadCreate2_suspended(NuPThread *thread, const NuPThrattr *attr,
                                             NuPThreadStart start, void *arg, VeskErr *err);
+/* Waits for the thread to end, stores its start routine's result in
+ * `exitcode` (if given) and ends the handle. 0, or -1 after a report of code
+ * 32769 (ESRCH for a handle of 0). */
 VESK_API int64_t NuPThreadJoin(NuPThread thread, uint32_t *exitcode, VeskErr *err);
+/* Lets a thread created suspended run; 0, or -1 for a handle of 0 (code
+ * 32769, ESRCH). */
 VESK_API int64_t NuPThreadResume(NuPThread thread, VeskErr *err);
+/* Linux cannot stop another thread where it stands: -3, code 1026 with
+ * facility 100 and errno ENOSYS. */
 VESK_API int64_t NuPThreadSuspend(NuPThread thread, VeskErr *err);
+/* A thread's priority on the library's scale from -4 to 4, kept as its nice
+ * value; raising it needs privilege. 0; -4 for a priority outside the scale
+ * (code 1029); -1 after a report of code 32769 (ESRCH for a handle of 0).
+ * The scheduling policy is always 2, and setting it changes nothing. */
 VESK_API int64_t NuPThreadGetpriority(NuPThread thread, int32_t *priority, VeskErr *err);
 VESK_API int64_t NuPThreadSetpriority(NuPThread thread, int32_t priority, VeskErr *err);
 VESK_API int64_t NuPThreadGetschedpolicy(NuPThread thread, int32_t *policy);
 VESK_API int64_t NuPThreadSetschedpolicy(NuPThread thread, int32_t policy);
+/* Ends the handle of a thread (Detachself: of the calling thread) and lets
+ * it run on; nobody joins it. 0, or -1 after a report of code 32769. */
 VESK_API int64_t NuPThreadDetach(NuPThread thread, VeskErr *err);
 VESK_API int64_t NuPThreadDetachself(VeskErr *err);
+/* Cancellation of the calling thread. Disable- and Enablecancel set whether
+ * it can be cancelled, Iscancelable tells (1 or 0); Get- and Setcanceltype
+ * read and set NU_PTHREAD_CANCEL_DEFERRED or _ASYNCHRONOUS. 0, or -1: code
+ * 259 ("@type") for another type, 32769 when the platform call fails. */
 VESK_API int64_t NuPThreadDisablecancel(VeskErr *err);
 VESK_API int64_t NuPThreadEnablecancel(VeskErr *err);
 VESK_API int64_t NuPThreadIscancelable(VeskErr *err);
 VESK_API int64_t NuPThreadGetcanceltype(int32_t *type, VeskErr *err);
 VESK_API int64_t NuPThreadSetcanceltype(int32_t type, VeskErr *err);
 
+/* Thread attributes. Init fills the record with the values its fields'
+ * comments give, and Destroy does nothing. The flag calls set,
+ * clear and test NU_PTHREAD_CANCELABLE and NU_PTHREAD_JOINABLE; Inheritsched
+ * and Explicitsched choose between the creator's scheduling and `priority`.
+ * 0, or for the Is forms 1 or 0. */
 VESK_API int64_t NuPThrattrInit(NuPThrattr *attr);
 VESK_API int64_t NuPThrattrDestroy(NuPThrattr *attr);
 VESK_API int64_t NuPThrattrEnablecancel(NuPThrattr *attr);
@@ -727,6 +852,11 @@ VESK_API int64_t NuPThrattrIsjoinable(const NuPThrattr *attr);
 VESK_API int64_t NuPThrattrInheritsched(NuPThrattr *attr);
 VESK_API int64_t NuPThrattrExplicitsched(NuPThrattr *attr);
 VESK_API int64_t NuPThrattrIsinheritsched(const NuPThrattr *attr);
+/* The priority on the library's scale from -4 to 4 (the record keeps it on the
+ * platform's scale from -15 to 15): a value outside is refused with -4, code 1029.
+ * A stack size below 1 MiB is refused with -1, code 259 ("@stacksize"), and
+ * so is a caller's stack while the size is below that. The policy is always
+ * 2. 0 otherwise. */
 VESK_API int64_t NuPThrattrGetpriority(const NuPThrattr *attr, int32_t *priority);
 VESK_API int64_t NuPThrattrSetpriority(NuPThrattr *attr, int32_t priority, VeskErr *err);
 VESK_API int64_t NuPThrattrGetstacksize(const NuPThrattr *attr, uint32_t *size);

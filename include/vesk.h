@@ -36,6 +36,7 @@
 #include <stdint.h>
 
 #include "nu.h"
+#include "vesk_version.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -51,6 +52,17 @@ extern "C" {
 #define VESK_FLEXIBLE_BEGIN_
 #define VESK_FLEXIBLE_END_
 #endif
+
+/* ------------------------------------------------------------------------ */
+/* Library version                                                           */
+/* ------------------------------------------------------------------------ */
+
+/* The version of the library the program runs against, which may be newer
+ * than the headers it was compiled with (VESK_VERSION_HEX, VESK_VERSION_STRING
+ * in vesk_version.h): (major << 16) | (minor << 8) | patch. Never fails. */
+VESK_API uint32_t VeskLibraryVersion(void);
+/* The same version as text, "major.minor.patch", in static storage. */
+VESK_API const char *VeskLibraryVersionString(void);
 
 /* ------------------------------------------------------------------------ */
 /* Identifiers                                                               */
@@ -212,6 +224,8 @@ typedef void (*VeskOpfn)(void);
 /* Row number 0xFFFF in an import's source: "this row's own index". */
 #define VESK_ROW_SAME 0xFFFFu
 
+/* One row of an operation set: its names for messages, the function, and,
+ * for a row that imports or aliases, where linking takes the function from. */
 struct VeskOprow {
     const char *cname;     /* short name: "init_once", "notifierc" */
     const char *opname;    /* long name for messages: "listener::notifier-count" */
@@ -431,13 +445,18 @@ typedef struct VeskStartRec {
 /* ------------------------------------------------------------------------ */
 
 /* Prefix comparison with wildcards: the shorter identifier matches every
- * longer one that starts with it, and a component of 0 matches anything. */
+ * longer one that starts with it, and a component of 0 matches anything.
+ * 0 for a match; else negative or positive as `a` sorts before or after `b`. */
 VESK_API int32_t VeskOidcmp(const VeskOid *a, const VeskOid *b);
 /* Total order: as VeskOidcmp, then by length. The order of the registries. */
 VESK_API int32_t VeskOidlcmp(const VeskOid *a, const VeskOid *b);
 
 /* Accessors take any object and first follow a kind-3 reference to what it
- * refers to. They take no lock. */
+ * refers to. They take no lock. Classof and Moduleof give the nearest class
+ * or module on the object's chain (the X forms start above the object
+ * itself), or null; Instsize, Instcount and Extrainstsz give 0, the key and
+ * name getters null, Category and PrimID -1 when the object has no such
+ * thing. Nothing is reported. */
 VESK_API VeskClass *VeskClassof(const void *obj);
 VESK_API VeskClass *VeskXclassof(const void *obj);
 VESK_API VeskModule *VeskModuleof(const void *obj);
@@ -459,6 +478,14 @@ VESK_API int32_t VeskObjectCompare(const void *a, const void *b);
 /* Service-element lists (no lock taken)                                     */
 /* ------------------------------------------------------------------------ */
 
+/* Init makes `list` an empty list unless it is one already; Fini takes each
+ * block off (calling its on_drop) and leaves the list uninitialised; both
+ * give 0. The pushes put `block` at the back or the front of the ring (a list
+ * never initialised is initialised first): 0, or -1 for a null list or block
+ * (code 258) or a block that is on a list already (code 772). The lookups
+ * give the first element that matches `key`, or the element `se` itself
+ * when one of the blocks holds it: null after a report of code 49170 when
+ * there is none. _VeskSelistSize gives the number of blocks. Facility 1000. */
 VESK_API int64_t _VeskSelistInit(VeskSelist *list);
 VESK_API int64_t _VeskSelistFini(VeskSelist *list);
 VESK_API int64_t _VeskSelistPushback_nlk(VeskSelist *list, VeskSeblock *block, VeskErr *status);
@@ -517,6 +544,7 @@ VESK_API int64_t _VeskSelistPushfront(VeskSelist *list, VeskSeblock *block, Vesk
 VESK_API VeskSe *_VeskSelistLookup(VeskSelist *list, const VeskOid *key, VeskErr *status);
 VESK_API VeskSe *_VeskSelistLookup_ptr(VeskSelist *list, const VeskSe *se, VeskErr *status);
 
+/* The same lock in the head of a class, operation set or module record. */
 VESK_API int64_t _VeskObjRdlock(void *record, VeskErr *status);
 VESK_API int64_t _VeskObjWrlock(void *record, VeskErr *status);
 VESK_API int64_t _VeskObjUnlock(void *record, VeskErr *status);
@@ -569,6 +597,10 @@ typedef struct VeskFrame {
 } VeskFrame;
 #define VESK_FRAMES_PER_THREAD 512
 
+/* Takes the calling thread's next frame (the stack is made at the thread's
+ * first take) and gives the last one taken back. No memory for the stack,
+ * or a 513th nested take, ends the process with a line on stderr; a give with
+ * nothing taken does nothing. */
 VESK_API VeskFrame *__vesk_closure_tramp_att(void);
 VESK_API void __vesk_closure_tramp_det(void);
 /* Enters frame->fn with the frame and the caller's own arguments, as if the
@@ -633,7 +665,7 @@ VESK_API int64_t _VeskModUnload(VeskModule *module, VeskErr *status);
 /* Start-up                                                                  */
 /* ------------------------------------------------------------------------ */
 
-/* Registers a start-up record (before the library's start chain runs). */
+/* Registers a start-up record (before the library's start chain runs); 0. */
 VESK_API int64_t VeskStartAdd(VeskStartRec *record);
 /* Starts the records by order, once; 0 if done before or nothing started. */
 VESK_API int64_t VeskStartRun(void);

@@ -46,18 +46,24 @@ constinit thread_local Block *t_block [[gnu::tls_model("initial-exec")]] = nullp
 // Set once the thread's exit destructor has freed its block.
 constinit thread_local bool t_reaped = false;
 
-// Frees the thread's block at thread exit. Its destructor is registered by
-// the first use of the object on a thread, that is, when the block is made.
-struct Reaper {
-    bool armed = false;
-    ~Reaper() {
-        Block *b = t_block;
-        t_block = nullptr;
-        t_reaped = true;
-        std::free(b);
-    }
-};
-thread_local Reaper t_reaper;
+// Frees the thread's block at thread exit; registered when the block is made.
+void reap(void *) {
+    Block *b = t_block;
+    t_block = nullptr;
+    t_reaped = true;
+    std::free(b);
+}
+
+// The registration is glibc's own, the one that a thread_local with a
+// destructor reaches through the C++ runtime's __cxa_thread_atexit: the same
+// order among exit destructors, and the library stays loaded until they have
+// run. Calling it directly keeps libstdc++ out of the library's dependencies.
+extern "C" int __cxa_thread_atexit_impl(void (*fn)(void *), void *arg, void *dso) noexcept;
+extern "C" [[gnu::visibility("hidden")]] void *__dso_handle;
+
+bool arm_reaper() {
+    return __cxa_thread_atexit_impl(reap, nullptr, &__dso_handle) == 0;
+}
 
 // No status record is at hand, and going on would write past the block or
 // through a null pointer: stop the process with a word on what happened.
@@ -70,10 +76,10 @@ thread_local Reaper t_reaper;
     auto *b = static_cast<Block *>(std::calloc(1, sizeof(Block)));
     if (b == nullptr)
         stop("can not allocate the frames of this thread.");
-    if (t_reaped)
+    // Without an exit destructor (after it ran, or if it could not be
+    // registered) the block goes with its last frame.
+    if (t_reaped || !arm_reaper())
         b->transient = 1;
-    else
-        t_reaper.armed = true;
     t_block = b;
     return b;
 }

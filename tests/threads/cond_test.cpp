@@ -32,13 +32,8 @@ struct PPair {
 timespec wall_in(int64_t ms) {
     timeval tv;
     NuGettimeofday(&tv, nullptr);
-    int64_t ns = tv.tv_usec * 1000 + (ms % 1000) * 1000000;
-    timespec t{tv.tv_sec + ms / 1000 + ns / 1000000000, static_cast<long>(ns % 1000000000)};
-    if (t.tv_nsec < 0) {
-        t.tv_nsec += 1000000000;
-        t.tv_sec -= 1;
-    }
-    return t;
+    const int64_t ns = (tv.tv_sec * 1000 + ms) * 1000000 + tv.tv_usec * 1000;
+    return {ns / 1000000000, static_cast<long>(ns % 1000000000)};
 }
 
 TEST(PCond, ASignalWithNobodyWaitingStaysForTheNextWaitOnly) {

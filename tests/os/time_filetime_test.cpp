@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "nu.h"
 
@@ -38,8 +39,7 @@ TEST(FileTime, KnownInstants) {
         EXPECT_EQ(ft, c.filetime);
         timeval tv{};
         EXPECT_EQ(NuTimevalFromW32FileTime(&tv, &c.filetime, nullptr), 0);
-        EXPECT_EQ(tv.tv_sec, c.tv.tv_sec);
-        EXPECT_EQ(tv.tv_usec, c.tv.tv_usec);
+        EXPECT_EQ(std::pair(tv.tv_sec, tv.tv_usec), std::pair(c.tv.tv_sec, c.tv.tv_usec));
 
         NuW32SystemTime st{};
         EXPECT_EQ(NuTimevalToW32SytemTime(&c.tv, &st, nullptr), 0);
@@ -47,8 +47,8 @@ TEST(FileTime, KnownInstants) {
                                     << st.wDayOfWeek << " ms " << st.wMilliseconds;
         if (c.st.wYear <= 30827) { // the platform converts no later year back
             EXPECT_EQ(NuTimevalFromW32SytemTime(&tv, &c.st, nullptr), 0);
-            EXPECT_EQ(tv.tv_sec, c.tv.tv_sec);
-            EXPECT_EQ(tv.tv_usec, c.tv.tv_usec / 1000 * 1000);
+            EXPECT_EQ(std::pair(tv.tv_sec, tv.tv_usec),
+                      std::pair(c.tv.tv_sec, c.tv.tv_usec / 1000 * 1000));
         }
     }
 }

@@ -75,9 +75,7 @@ TEST(TimeReports, EveryRefusal) {
         EXPECT_TRUE(c.refused(&r.err));
         EXPECT_EQ(r.buf, c.message);
         EXPECT_EQ(r.err.syserr, c.syserr);
-        if (c.errnum != 0) {
-            EXPECT_EQ(errno, c.errnum);
-        }
+        EXPECT_EQ(c.errnum != 0 ? errno : 0, c.errnum);
     }
 }
 

@@ -118,19 +118,17 @@ TEST(ShellCompare, ItsOwnRulesWhereShellsDiffer) {
 }
 
 TEST(CaseTables, LocaleFreeMappingBothWays) {
-    EXPECT_EQ(NuTowlower_c(0x0410), 0x0430);
-    EXPECT_EQ(NuTowlower_c(0x0041), 0x0061);
-    EXPECT_EQ(NuTowlower_c(0x3042), 0x3042);
-    EXPECT_EQ(NuTowlower_c(0), 0);
-    EXPECT_EQ(NuTowupper_c(0x0061), 0x0041);
-    EXPECT_EQ(NuTowupper_c(0xFF5A), 0xFF3A) << "end of the last run";
-    EXPECT_EQ(NuTowlower_c(0x012E), 0x012F) << "every second unit of a /2 run";
-    EXPECT_EQ(NuTowlower_c(0x012F), 0x012F);
-    // Not inverse throughout.
-    EXPECT_EQ(NuTowlower_c(0x0130), 0x0069);
-    EXPECT_EQ(NuTowupper_c(0x0069), 0x0049);
-    EXPECT_EQ(NuTowupper_c(0x0131), 0x0049);
-    EXPECT_EQ(NuTowlower_c(0x01C5), 0x01C6);
+    // Unit, lower, upper: the end of the last run (FF5A), every second unit of
+    // a /2 run (012E), and pairs that are not inverse (0130, 0131, 01C5).
+    const char16_t cases[][3] = {{0x0410, 0x0430, 0x0410}, {0x0041, 0x0061, 0x0041},
+                                 {0x3042, 0x3042, 0x3042}, {0, 0, 0},
+                                 {0x0061, 0x0061, 0x0041}, {0xFF5A, 0xFF5A, 0xFF3A},
+                                 {0x012E, 0x012F, 0x012E}, {0x012F, 0x012F, 0x012E},
+                                 {0x0130, 0x0069, 0x0130}, {0x0069, 0x0069, 0x0049},
+                                 {0x0131, 0x0131, 0x0049}, {0x01C5, 0x01C6, 0x01C5}};
+    for (const auto &c : cases)
+        EXPECT_EQ(std::pair(NuTowlower_c(c[0]), NuTowupper_c(c[0])), std::pair(c[1], c[2]))
+            << int(c[0]);
     int mapped_lower = 0, mapped_upper = 0;
     for (uint32_t u = 1; u <= 0xFFFF; ++u) {
         mapped_lower += NuTowlower_c(char16_t(u)) != u;

@@ -32,13 +32,8 @@ struct PPair {
 timespec wall_in(int64_t ms) {
     timeval tv;
     NuGettimeofday(&tv, nullptr);
-    int64_t ns = tv.tv_usec * 1000 + (ms % 1000) * 1000000;
-    timespec t{tv.tv_sec + ms / 1000 + ns / 1000000000, static_cast<long>(ns % 1000000000)};
-    if (t.tv_nsec < 0) {
-        t.tv_nsec += 1000000000;
-        t.tv_sec -= 1;
-    }
-    return t;
+    const int64_t ns = (tv.tv_sec * 1000 + ms) * 1000000 + tv.tv_usec * 1000;
+    return {ns / 1000000000, static_cast<long>(ns % 1000000000)};
 }
 
 TEST(PCond, ASignalWithNobodyWaitingStaysForTheNextWaitOnly) {
@@ -93,24 +88,18 @@ TEST(PCond, EveryLimitFormEndsAsTold) {
     NuPMutexLock(p.m, nullptr);
     const timespec past = wall_in(-1500), soon = wall_in(30);
     const timespec zero{0, 0}, small{0, 20000000};
+    const timespec now{100, 990000000}, deadline{101, 10000000};  // 20 ms on the caller's clock
+#define TIMED(fn, ...) {#fn, [&](VeskErr *e) { return fn(p.c, p.m, __VA_ARGS__, e); }}
     const struct {
         const char *name;
         std::function<int64_t(VeskErr *)> wait;
     } timeouts[] = {
-        {"NuPCondTimedwait", [&](VeskErr *e) { return NuPCondTimedwait(p.c, p.m, &past, e); }},
-        {"NuPCondTimedwait", [&](VeskErr *e) { return NuPCondTimedwait(p.c, p.m, &soon, e); }},
-        {"NuPCondTimedwait2",
-         [&](VeskErr *e) { return NuPCondTimedwait2(p.c, p.m, &past, nullptr, e); }},
-        {"NuPCondTimedwait2",  // the caller's clock: a deadline 20 ms after "now"
-         [&](VeskErr *e) {
-             const timespec now{100, 990000000}, deadline{101, 10000000};
-             return NuPCondTimedwait2(p.c, p.m, &deadline, &now, e);
-         }},
-        {"NuPCondTimedwait_ms", [&](VeskErr *e) { return NuPCondTimedwait_ms(p.c, p.m, 15, e); }},
-        {"NuPCondTimedwait_rel", [&](VeskErr *e) { return NuPCondTimedwait_rel(p.c, p.m, &zero, e); }},
-        {"NuPCondTimedwait_rel",
-         [&](VeskErr *e) { return NuPCondTimedwait_rel(p.c, p.m, &small, e); }},
+        TIMED(NuPCondTimedwait, &past),          TIMED(NuPCondTimedwait, &soon),
+        TIMED(NuPCondTimedwait2, &past, nullptr), TIMED(NuPCondTimedwait2, &deadline, &now),
+        TIMED(NuPCondTimedwait_ms, 15),          TIMED(NuPCondTimedwait_rel, &zero),
+        TIMED(NuPCondTimedwait_rel, &small),
     };
+#undef TIMED
     for (const auto &t : timeouts) {
         SCOPED_TRACE(t.name);
         Status s;

@@ -38,17 +38,12 @@ TEST(PThread, JoinDeliversEachThreadsExitCode) {
     EXPECT_EQ(NuPThreadJoin(t, nullptr, nullptr), 0) << "no place for the exit code";
 }
 
+uint32_t mark_ran(void *p) { return static_cast<std::atomic<bool> *>(p)->store(true), 7; }
+
 TEST(PThread, ASuspendedThreadRunsOnlyAfterResume) {
     std::atomic<bool> ran{false};
     NuPThread t;
-    ASSERT_EQ(NuPThreadCreate2_suspended(
-                  &t, nullptr,
-                  [](void *p) -> uint32_t {
-                      static_cast<std::atomic<bool> *>(p)->store(true);
-                      return 7;
-                  },
-                  &ran, nullptr),
-              0);
+    ASSERT_EQ(NuPThreadCreate2_suspended(&t, nullptr, mark_ran, &ran, nullptr), 0);
     std::this_thread::sleep_for(50ms);
     EXPECT_FALSE(ran.load());
     EXPECT_EQ(NuPThreadResume(t, nullptr), 0);
@@ -160,14 +155,18 @@ TEST(PThrattr, StackSizeFlagsAndTheirRefusals) {
     EXPECT_EQ(NuPThrattrIscancelable(&a) + NuPThrattrIsjoinable(&a), 0) << "neither bit at first";
     NuPThrattrEnablejoin(&a);
     EXPECT_EQ(a.flags, 0xF0000u | NU_PTHREAD_JOINABLE);
-    Status s;
+    Status s, small;
     int stand_in;
     EXPECT_EQ(NuPThrattrSetstackaddr(&a, &stand_in, &s.err), -1) << "no stack size yet";
-    expect_report(s, 0, 259, 1, "@stacksize: invalid argument.");
-    Status small;
     EXPECT_EQ(NuPThrattrSetstacksize(&a, 0xFFFFF, &small.err), -1);
-    expect_report(small, 0, 259, 1, "@stacksize: invalid argument.");
+    for (const Status *r : {&s, &small})
+        expect_report(*r, 0, 259, 1, "@stacksize: invalid argument.");
     EXPECT_EQ(NuPThrattrSetstacksize(&a, 0x100000, nullptr), 0);
+}
+
+uint32_t note_stack(void *where) {
+    int local = 0;
+    return *static_cast<void **>(where) = &local, 0;
 }
 
 TEST(PThread, RunsOnACallersStack) {
@@ -179,15 +178,7 @@ TEST(PThread, RunsOnACallersStack) {
     ASSERT_EQ(NuPThrattrSetstackaddr(&a, stack, nullptr), 0);
     void *where = nullptr;
     NuPThread t;
-    ASSERT_EQ(NuPThreadCreate2(
-                  &t, &a,
-                  [](void *p) -> uint32_t {
-                      int local = 0;
-                      *static_cast<void **>(p) = &local;
-                      return 0;
-                  },
-                  &where, nullptr),
-              0);
+    ASSERT_EQ(NuPThreadCreate2(&t, &a, note_stack, &where, nullptr), 0);
     NuPThreadJoin(t, nullptr, nullptr);
     const auto lo = reinterpret_cast<uintptr_t>(stack), at = reinterpret_cast<uintptr_t>(where);
     EXPECT_GE(at, lo);
@@ -237,13 +228,8 @@ TEST(PThread, ADetachedRecordGoesWithWhicheverEndsLast) {
     EXPECT_EQ(NuPThreadDetach(t, nullptr), 0);
 
     Detached self;
-    ASSERT_EQ(NuPThreadCreate(
-                  &t,
-                  [](void *p) -> uint32_t {
-                      return NuPThreadDetachself(nullptr) == 0 ? note_tid(p) : 1;
-                  },
-                  &self, nullptr),
-              0);
+    const auto detach_self = [](void *p) { return NuPThreadDetachself(nullptr) ? 1 : note_tid(p); };
+    ASSERT_EQ(NuPThreadCreate(&t, detach_self, &self, nullptr), 0);
     wait_gone(self);
 }
 

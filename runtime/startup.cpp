@@ -134,6 +134,8 @@ __attribute__((destructor(VESK_PRIORITY_RUN))) static void run_stop_chain() { Ve
 extern "C" {
 
 VESK_API int64_t VeskStartAdd(VeskStartRec *record) {
+    if (record == nullptr)
+        return -1;
     record->node.data = reinterpret_cast<uintptr_t>(record);
     NuRTBT &tree = order_tree();
     // Duplicates allowed: an equal order goes right of those already there.

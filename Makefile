@@ -1,5 +1,5 @@
 # Thin targets over the CMake presets. Each one does its own set-up first.
-.PHONY: setup demo test tsan bench clean
+.PHONY: setup demo test tsan valgrind bench clean
 
 setup:
 	@scripts/setup.sh
@@ -21,6 +21,12 @@ tsan: setup
 	cmake --preset tsan
 	cmake --build --preset tsan
 	ctest --preset tsan
+
+# Every test program under valgrind (no sanitizers); any error fails the run.
+valgrind: setup
+	cmake --preset valgrind
+	cmake --build --preset valgrind
+	ctest --preset valgrind
 
 # Release benchmarks, library beside its alternatives in one run.
 bench:

@@ -23,7 +23,8 @@ tsan: setup
 	ctest --preset tsan
 
 # Every test program under valgrind (no sanitizers); any error fails the run.
-valgrind: setup
+valgrind:
+	@scripts/setup.sh valgrind
 	cmake --preset valgrind
 	cmake --build --preset valgrind
 	ctest --preset valgrind

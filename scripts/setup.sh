@@ -1,7 +1,8 @@
 #!/bin/sh
 # Checks what the build needs and installs what is missing from Debian's
 # packages. Safe to run again: it does nothing when everything is there.
-# With the argument "bench", also what the benchmarks compare against.
+# With the argument "bench", also what the benchmarks compare against; with
+# "valgrind", valgrind.
 set -eu
 
 need_packages=""
@@ -19,6 +20,9 @@ need_command g++ g++
 need_command nm binutils
 need_file /usr/include/gtest/gtest.h libgtest-dev
 need_file /usr/include/benchmark/benchmark.h libbenchmark-dev
+if [ "${1:-}" = valgrind ]; then
+    need_command valgrind valgrind
+fi
 if [ "${1:-}" = bench ]; then
     need_command pkg-config pkg-config
     need_file /usr/include/glib-2.0/glib.h libglib2.0-dev

@@ -201,6 +201,20 @@ TEST(Hostile, RuntimeChecksKeysAndPointersWhereTheyEnter) {
          [](VeskErr *e) { return register_module_with_count(0, e); }, -1, bad_key("_VeskModRegister")},
         {"a module of count 7 is not registered",
          [](VeskErr *e) { return register_module_with_count(7, e); }, -1, bad_key("_VeskModRegister")},
+        {"a failing row called with no closure still fails",
+         [](VeskErr *e) { return _VeskOpInappropriate(nullptr, e); }, -4,
+         {VESK_FAC_RUNTIME, VESK_E_INAPPROPRIATE, 0, 5, "-1{(null)}: inappropriate operation."}},
+        {"every failing row takes a closure bound to no set",
+         [](VeskErr *) {
+             VeskClosure unbound{};
+             return int64_t{VeskOpStubNotconfigured(&unbound, nullptr) == -3 &&
+                            _VeskOpNotconfigured(nullptr, nullptr) == -1 &&
+                            _VeskOpNotimplemented(&unbound, nullptr) == -3 &&
+                            _VeskOpNotavailable(nullptr, nullptr) == -4 &&
+                            _VeskOpNotsupported(&unbound, nullptr) == -4 &&
+                            _VeskOpNotallowed(nullptr, nullptr) == -1};
+         },
+         1, kNoReport},
         {"calls without a record answer null with their failure",
          [](VeskErr *) {
              const VeskOid a = VESK_OID2(4, 1);

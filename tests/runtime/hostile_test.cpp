@@ -1,4 +1,4 @@
-// Hostile input to the object runtime: keys of count 0, 7 and 65535 and null
+// Hostile input to the object runtime: keys of count 0 and 7 and null
 // keys at every entry that takes one, null closures, out records, lists,
 // modules and records, and a module whose own identifier is unusable. Each
 // case runs in a child process of its own (see support/hostile.hpp).
@@ -50,66 +50,41 @@ struct KeyedEntry {
     int64_t (*call)(const VeskOid *key, VeskErr *e);
 };
 
-int64_t foreach_nothing(VeskForeachFn *fn, const VeskOid *key, VeskErr *e, bool locked) {
-    fn->fn = [](void *, VeskForeachFn *) -> int64_t { return 1; };
-    return locked ? VeskForeach(key, fn, e) : VeskForeach_nlk(key, fn, e);
-}
+VeskClosure scratch_closure;
+VeskSeobj scratch_ref;
+VeskForeachFn go_on{0, [](void *, VeskForeachFn *) -> int64_t { return 1; }};
 
+// Each entry as `call(key, record)`; the components are those its key is given.
 const KeyedEntry kKeyed[] = {
     {"VeskLookupop", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) {
-         VeskClosure cl;
-         return address(VeskLookupop(stock_class(), k, &cl, e));
-     }},
+     [](auto k, auto e) { return address(VeskLookupop(stock_class(), k, &scratch_closure, e)); }},
     {"_VeskLookupop", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) {
-         VeskClosure cl;
-         return address(_VeskLookupop(stock_class(), k, &cl, e));
-     }},
+     [](auto k, auto e) { return address(_VeskLookupop(stock_class(), k, &scratch_closure, e)); }},
     {"VeskLookupSE", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(VeskLookupSE(stock_class(), k, nullptr, e)); }},
+     [](auto k, auto e) { return address(VeskLookupSE(stock_class(), k, nullptr, e)); }},
     {"_VeskLookupSE", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(_VeskLookupSE(stock_class(), k, nullptr, e)); }},
+     [](auto k, auto e) { return address(_VeskLookupSE(stock_class(), k, nullptr, e)); }},
     {"VeskLookupPOD", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(VeskLookupPOD(stock_class(), k, e)); }},
+     [](auto k, auto e) { return address(VeskLookupPOD(stock_class(), k, e)); }},
     {"_VeskLookupPOD", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(_VeskLookupPOD(stock_class(), k, e)); }},
+     [](auto k, auto e) { return address(_VeskLookupPOD(stock_class(), k, e)); }},
     {"VeskSeobject", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) {
-         VeskSeobj out;
-         return address(VeskSeobject(stock_class(), k, &out, e));
-     }},
+     [](auto k, auto e) { return address(VeskSeobject(stock_class(), k, &scratch_ref, e)); }},
     {"_VeskClosure", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) {
-         VeskClosure cl;
-         return address(_VeskClosure(stock_class(), k, &cl, e));
-     }},
+     [](auto k, auto e) { return address(_VeskClosure(stock_class(), k, &scratch_closure, e)); }},
     {"_VeskSelistLookup_nlk", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(_VeskSelistLookup_nlk(stock_list(), k, e)); }},
+     [](auto k, auto e) { return address(_VeskSelistLookup_nlk(stock_list(), k, e)); }},
     {"_VeskSelistLookup", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(_VeskSelistLookup(stock_list(), k, e)); }},
-    {"VeskGetcobject", 4, 14, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(VeskGetcobject(k, e)); }},
-    {"VeskGetcobject_nlk", 4, 14, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(VeskGetcobject_nlk(k, e)); }},
-    {"_VeskGetcobject", 4, 14, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(_VeskGetcobject(k, e)); }},
+     [](auto k, auto e) { return address(_VeskSelistLookup(stock_list(), k, e)); }},
+    {"VeskGetcobject", 4, 14, 0, [](auto k, auto e) { return address(VeskGetcobject(k, e)); }},
+    {"VeskGetcobject_nlk", 4, 14, 0, [](auto k, auto e) { return address(VeskGetcobject_nlk(k, e)); }},
+    {"_VeskGetcobject", 4, 14, 0, [](auto k, auto e) { return address(_VeskGetcobject(k, e)); }},
     {"_VeskGetcobject_nlk", 4, 14, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(_VeskGetcobject_nlk(k, e)); }},
-    {"VeskGetops", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(VeskGetops(k, e)); }},
-    {"_VeskGetops", 3, 1003, 0,
-     [](const VeskOid *k, VeskErr *e) { return address(_VeskGetops(k, e)); }},
-    {"VeskForeach", 4, 14, -1,
-     [](const VeskOid *k, VeskErr *e) {
-         VeskForeachFn fn{};
-         return foreach_nothing(&fn, k, e, true);
-     }},
-    {"VeskForeach_nlk", 4, 14, -1,
-     [](const VeskOid *k, VeskErr *e) {
-         VeskForeachFn fn{};
-         return foreach_nothing(&fn, k, e, false);
-     }},
+     [](auto k, auto e) { return address(_VeskGetcobject_nlk(k, e)); }},
+    {"VeskGetops", 3, 1003, 0, [](auto k, auto e) { return address(VeskGetops(k, e)); }},
+    {"_VeskGetops", 3, 1003, 0, [](auto k, auto e) { return address(_VeskGetops(k, e)); }},
+    {"VeskForeach", 4, 14, -1, [](auto k, auto e) { return VeskForeach(k, &go_on, e); }},
+    {"VeskForeach_nlk", 4, 14, -1, [](auto k, auto e) { return VeskForeach_nlk(k, &go_on, e); }},
 };
 
 // A module whose own identifier no key could name whole.
@@ -137,7 +112,7 @@ TEST(Hostile, RuntimeChecksKeysAndPointersWhereTheyEnter) {
         cases.push_back({std::string(entry.name) + " with a null key",
                          [call](VeskErr *e) { return call(nullptr, e); }, entry.failure,
                          bad_key(entry.name)});
-        for (uint16_t count : {0, 7, 65535}) {
+        for (uint16_t count : {0, 7}) {
             const VeskOid key = with_count(count, entry.c0, entry.c1);
             cases.push_back({std::string(entry.name) + " with count " + std::to_string(count),
                              [call, key](VeskErr *e) { return call(&key, e); }, entry.failure,

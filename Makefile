@@ -1,6 +1,6 @@
 # Thin targets over the CMake presets. Each one does its own set-up first:
 # scripts/setup.sh installs what the target needs and is quiet when all is there.
-.PHONY: setup demo test check tsan bench docs install clean
+.PHONY: setup demo test check tsan valgrind bench docs install clean
 
 PREFIX ?= /usr/local
 
@@ -32,6 +32,13 @@ tsan:
 	cmake --preset tsan
 	cmake --build --preset tsan
 	ctest --preset tsan
+
+# Every test program under valgrind (no sanitizers); any error fails the run.
+valgrind:
+	@scripts/setup.sh valgrind
+	cmake --preset valgrind
+	cmake --build --preset valgrind
+	ctest --preset valgrind
 
 # Release benchmarks, library beside its alternatives in one run.
 bench:

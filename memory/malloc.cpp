@@ -7,6 +7,8 @@
 // allocation seals the table.
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
@@ -31,6 +33,19 @@ inline void seal() { pristine.store(0, std::memory_order_relaxed); }
 
 bool verbose() { return _G_NuMalloc_verbose != 0; }
 
+// No block can be larger than the largest difference of two pointers, so a
+// request above it is answered with null at once: waiting would not help, and
+// ending the process for a size that was never possible would punish the
+// caller for what is an argument error.
+constexpr size_t kLargestBlock = PTRDIFF_MAX;
+
+bool impossible(size_t size) { return size > kLargestBlock; }
+
+bool impossible(size_t count, size_t size) {
+    size_t total;
+    return __builtin_mul_overflow(count, size, &total) || impossible(total);
+}
+
 // Runs `attempt` up to three times, a second apart. A zero-sized request that
 // gets nothing gives up at once; a real one that gets nothing ends the process.
 template <class Attempt, class Complain>
@@ -47,6 +62,8 @@ void *with_retries(bool zero_request, Attempt attempt, Complain complain) {
 }
 
 void *default_alloc(size_t size) {
+    if (impossible(size))
+        return nullptr;
     void *block = with_retries(
         size == 0, [&] { return std::malloc(size); },
         [&] { std::fprintf(stderr, "malloc(%lu): %s.\n", static_cast<unsigned long>(size), kOutOfMemory); });
@@ -56,6 +73,8 @@ void *default_alloc(size_t size) {
 }
 
 void *default_calloc(size_t count, size_t size) {
+    if (impossible(count, size))
+        return nullptr;
     void *block = with_retries(
         count == 0 || size == 0, [&] { return std::calloc(count, size); },
         [&] {
@@ -68,6 +87,8 @@ void *default_calloc(size_t count, size_t size) {
 }
 
 void *default_realloc(void *old, size_t size) {
+    if (impossible(size))
+        return nullptr;  // `old` stays as it was, as with any failed realloc
     void *block = with_retries(
         size == 0, [&] { return std::realloc(old, size); },
         [&] {

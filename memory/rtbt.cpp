@@ -37,6 +37,7 @@ namespace {
 // caller's first and last pointers are not theirs to write.
 struct Counted {
     VeskErr *status;
+    void null_argument(const char *param) const { report_null(status, param); }
     static Ends ends() { return {}; }
     static void entered(NuRTBT *tree) { ++tree->count; }
     static void left(NuRTBT *tree) { --tree->count; }
@@ -47,6 +48,7 @@ struct Counted {
 // and last node instead.
 struct Linked {
     Ends pointers;
+    static void null_argument(const char *) {}
     Ends ends() const { return pointers; }
     static void entered(NuRTBT *) {}
     static void left(NuRTBT *) {}
@@ -70,7 +72,11 @@ struct ElementIn : Counted {
 
 struct NodeIn : Counted {
     static constexpr const char *kParam = "@node";
-    static NuRTBTNode *node_for(const NuBtninfo *, NuRTBTNode *node) { return node; }
+    NuRTBTNode *node_for(const NuBtninfo *, NuRTBTNode *node) const {
+        if (node == nullptr)
+            null_argument(kParam);
+        return node;
+    }
     static void undo(const NuBtninfo *, NuRTBTNode *) {}
     static NuRTBTNode *result(NuRTBTNode *node) { return node; }
     static NuRTBTNode *failure() { return nullptr; }
@@ -86,9 +92,19 @@ struct LinkIn : Linked {
 
 // A refused insertion reports first, then gives back what the level made, so
 // the tree is as it was and the comparisons are the only effect.
+template <class Level>
+inline bool arguments_ok(const NuRTBT *tree, const NuBtninfo *btninfo, const Level &level) {
+    if (tree != nullptr && can_compare(btninfo)) [[likely]]
+        return true;
+    level.null_argument(tree == nullptr ? "@tree" : "@btninfo");
+    return false;
+}
+
 template <bool kBalanced, class Level, class Input>
 inline auto insert(NuRTBT *tree, const NuBtninfo *btninfo, Input input, int dups,
                    const Level &level) {
+    if (!arguments_ok(tree, btninfo, level))
+        return Level::failure();
     NuRTBTNode *const node = level.node_for(btninfo, input);
     if (node == nullptr)
         return Level::failure();
@@ -138,6 +154,8 @@ struct UnlinkOut : Linked {
 template <bool kBalanced, class Level>
 inline auto take_out(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                      const Level &level) {
+    if (!arguments_ok(tree, btninfo, level))
+        return Level::failure();
     NuRTBTNode *node = nullptr;
     const Outcome outcome = with_compare(btninfo, [&](auto cmp) {
         return detach_node<kBalanced>(tree, cmp, request, level.ends(), node);
@@ -152,6 +170,11 @@ inline auto take_out(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
 
 [[gnu::cold, gnu::noinline]] NuRTBTNode *missing(VeskErr *status) {
     report(status, Outcome::missing, nullptr);
+    return nullptr;
+}
+
+[[gnu::cold, gnu::noinline]] NuRTBTNode *refuse_null(const char *param, VeskErr *status) {
+    report_null(status, param);
     return nullptr;
 }
 
@@ -170,6 +193,8 @@ extern "C" {
 // tail call, and the path with a caller's comparison lies outside it.
 VESK_API NuRTBTNode *NuRTBTFind(const NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                 VeskErr *status) {
+    if (tree == nullptr || !can_compare(btninfo)) [[unlikely]]
+        return refuse_null(tree == nullptr ? "@tree" : "@btninfo", status);
     if (btninfo->compare != &word_compare)
         return find_by_table(tree, btninfo->compare, request, status);
     NuRTBTNode *const node = find_node(tree, WordCompare{}, request);

@@ -453,11 +453,30 @@ inline NuRTBTNode *find_node(const NuRTBT *tree, Cmp cmp, uintptr_t request) {
 }
 
 // ---------------------------------------------------------------------------
+// Arguments. A null tree, table or node is reported (258, the parameter's
+// name) by the operations that have a status record and refused silently by
+// the link level; nothing is changed.
+
+[[gnu::cold, gnu::noinline]] inline void report_null(VeskErr *status, const char *param) {
+    VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RTBT, VESK_E_FAULT, 0, 1, param);
+}
+
+// Every descent compares, so every operation that descends needs this much.
+inline bool can_compare(const NuBtninfo *btninfo) {
+    return btninfo != nullptr && btninfo->compare != nullptr;
+}
+
+// ---------------------------------------------------------------------------
 // Element ownership, shared by the element-level inserts and the copy.
 
 // A node holding dup(info), or null after a report re-stamped with the tree's
-// family. A null info is stored as 0 without calling dup.
+// family. A null info is stored as 0 without calling dup; a table without dup
+// can't take any other.
 inline NuRTBTNode *make_element_node(const NuBtninfo *btninfo, uintptr_t info, VeskErr *status) {
+    if (info != 0 && btninfo->dup == nullptr) {
+        report_null(status, "@btninfo");
+        return nullptr;
+    }
     auto *node = static_cast<NuRTBTNode *>(_NuMcalloc(1, sizeof(NuRTBTNode), status));
     if (node == nullptr) {
         VESK_STATUS_RESTAMP(status, VESK_FAC_RTBT);
@@ -474,8 +493,9 @@ inline NuRTBTNode *make_element_node(const NuBtninfo *btninfo, uintptr_t info, V
     return node;
 }
 
+// A table without release owns its elements in name only: nothing to call.
 inline void release_element(const NuBtninfo *btninfo, uintptr_t element) {
-    if (element != 0)
+    if (element != 0 && btninfo->release != nullptr)
         btninfo->release(element, 1, nullptr);
 }
 

@@ -42,6 +42,8 @@ bool copy_subtree(NuRTBT *tree, const NuBtninfo *btninfo, const NuRTBTNode *src,
 extern "C" {
 
 VESK_API int64_t NuRTBTInit(NuRTBT *tree) {
+    if (tree == nullptr)
+        return -1;
     init_head(tree);
     return 0;
 }
@@ -57,6 +59,8 @@ VESK_API NuRTBT *NuRTBTCreate(VeskErr *status) {
 }
 
 VESK_API void NuRTBTDestroy(NuRTBT *tree, const NuBtninfo *btninfo) {
+    if (tree == nullptr)
+        return;
     NuRTBTNode *const head = head_node(tree);
     // Only `count` nodes are the tree's: nodes linked by the caller are not
     // counted and stay the caller's. The head check keeps a count that is
@@ -81,10 +85,18 @@ VESK_API void NuRTBTFree(NuRTBT *tree, const NuBtninfo *btninfo) {
 
 VESK_API int64_t NuRTBTInit_cp(NuRTBT *tree, const NuRTBT *source, const NuBtninfo *btninfo,
                                VeskErr *status) {
+    if (tree == nullptr) {
+        report_null(status, "@tree");
+        return -1;
+    }
     init_head(tree);
     // Empty is what `count` says: nodes linked by hand are not the tree's.
     if (source == nullptr || source->count == 0 || source->root == nullptr)
         return 0;
+    if (btninfo == nullptr) {
+        report_null(status, "@btninfo");
+        return -1;
+    }
     if (!copy_subtree(tree, btninfo, source->root, head_node(tree), kLeft, status)) {
         NuRTBTDestroy(tree, btninfo);
         return -1;
@@ -93,6 +105,8 @@ VESK_API int64_t NuRTBTInit_cp(NuRTBT *tree, const NuRTBT *source, const NuBtnin
 }
 
 VESK_API int64_t NuRTBTInit_mv(NuRTBT *tree, NuRTBT *source) {
+    if (tree == nullptr || source == nullptr)
+        return -1;
     if (tree == source)
         return 0;
     if (source->count == 0 || source->root == nullptr) {

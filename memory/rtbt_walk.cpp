@@ -72,6 +72,10 @@ extern "C" {
 
 VESK_API int64_t NuBTWalk(const NuRTBT *tree, void *argument, int order, NuBTWalkfn fn,
                           void *context, VeskErr *status) {
+    if (tree == nullptr || fn == nullptr) [[unlikely]] {
+        report_null(status, tree == nullptr ? "@tree" : "@function");
+        return -1;
+    }
     if (tree->root == nullptr)
         return 1;
     Walk walk{order, fn, argument, context, status};
@@ -81,7 +85,8 @@ VESK_API int64_t NuBTWalk(const NuRTBT *tree, void *argument, int order, NuBTWal
 }
 
 VESK_API void NuRTBTDump(const NuRTBT *tree, const NuBtninfo *btninfo, void *context) {
-    if (context == nullptr || tree->root == nullptr)
+    if (context == nullptr || tree == nullptr || tree->root == nullptr || btninfo == nullptr ||
+        btninfo->dump == nullptr)
         return;
     dump_subtree(btninfo, context, tree->root, 0);
 }

@@ -14,7 +14,9 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <optional>
 #include <type_traits>
 
 #include "nu.h"
@@ -38,10 +40,37 @@ struct Chunk {
 static_assert(sizeof(Chunk) == 2 * sizeof(void *));
 
 // Granules follow each other with their objects rounded up to a word, so that
-// every header (and every object) stays word-aligned whatever the size.
+// every header (and every object) stays word-aligned whatever the size. The
+// open has checked that the sizes of a granule and of a chunk can be written.
 size_t granule_size(const NuZmalloc *z) {
     constexpr size_t kWord = alignof(Granule);
     return sizeof(Granule) + (z->object_size + kWord - 1) / kWord * kWord;
+}
+
+// No allocation can be larger than the largest difference of two pointers.
+constexpr size_t kLargestBlock = PTRDIFF_MAX;
+
+// The bytes of one chunk of `granularity` granules of `object_size`, or
+// nothing when that size can't be written in a word or no allocation can be
+// that large.
+std::optional<size_t> chunk_bytes(size_t granularity, size_t object_size) {
+    constexpr size_t kWord = alignof(Granule);
+    size_t rounded, granule, granules, chunk;
+    if (__builtin_add_overflow(object_size, kWord - 1, &rounded) ||
+        __builtin_add_overflow(sizeof(Granule), rounded / kWord * kWord, &granule) ||
+        __builtin_mul_overflow(granularity, granule, &granules) ||
+        __builtin_add_overflow(sizeof(Chunk), granules, &chunk) || chunk > kLargestBlock)
+        return std::nullopt;
+    return chunk;
+}
+
+// The bytes of the record with its copy of the user data behind it, under
+// the same rule.
+std::optional<size_t> record_bytes(size_t user_copy) {
+    size_t bytes;
+    if (__builtin_add_overflow(sizeof(NuZmalloc), user_copy, &bytes) || bytes > kLargestBlock)
+        return std::nullopt;
+    return bytes;
 }
 
 // A count is changed under the zone's lock but may be read without it.
@@ -132,12 +161,19 @@ Chunk *first_chunk(NuZmalloc *z) {
 
 // ---- Growing (under the lock) ------------------------------------------------------
 
+[[gnu::cold]] void report_no_memory(VeskErr *status, const char *what) {
+    VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_ZONE, VESK_E_NOMEM, ENOMEM, 1, what);
+}
+
 bool grow(NuZmalloc *z, VeskErr *status) {
-    const size_t bytes = sizeof(Chunk) + z->granularity * granule_size(z);
-    auto *c = static_cast<Chunk *>(z->allocator.mm_calloc(1, bytes));
+    const std::optional<size_t> bytes = chunk_bytes(z->granularity, z->object_size);
+    // A table without mm_calloc can't grow a zone: the chunk fails as if the
+    // allocator had given nothing.
+    auto *c = bytes && z->allocator.mm_calloc != nullptr
+                  ? static_cast<Chunk *>(z->allocator.mm_calloc(1, *bytes))
+                  : nullptr;
     if (c == nullptr) {
-        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_ZONE, VESK_E_NOMEM, ENOMEM, 1,
-                  "@allocator.mm_calloc");
+        report_no_memory(status, "@allocator.mm_calloc");
         return false;
     }
     c->owner = z;
@@ -177,12 +213,24 @@ NuZmalloc *open(NuZmalloc *mem, const NuMallocOpv *allocator, const Uctx *uctx,
         if (uctx != nullptr && uctx->user_data != nullptr)
             user_copy = uctx->user_data_size;
     }
+    if (granularity == 0)
+        granularity = NU_ZMALLOC_GRANULARITY;
+    // Sizes no memory can hold are refused now, as the allocation that would
+    // fail later: a wrapped size would give a block too small for its use.
+    const std::optional<size_t> record = record_bytes(user_copy);
+    if (!record) {
+        report_no_memory(status, "@allocator.mm_alloc");
+        return nullptr;
+    }
+    if (!chunk_bytes(granularity, object_size)) {
+        report_no_memory(status, "@allocator.mm_calloc");
+        return nullptr;
+    }
     NuZmalloc *z = mem;
     if (z == nullptr) {
-        z = static_cast<NuZmalloc *>(table.mm_alloc(sizeof(NuZmalloc) + user_copy));
+        z = static_cast<NuZmalloc *>(table.mm_alloc(*record));
         if (z == nullptr) {
-            VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_ZONE, VESK_E_NOMEM, ENOMEM, 1,
-                      "@allocator.mm_alloc");
+            report_no_memory(status, "@allocator.mm_alloc");
             return nullptr;
         }
     }
@@ -201,7 +249,7 @@ NuZmalloc *open(NuZmalloc *mem, const NuMallocOpv *allocator, const Uctx *uctx,
         }
     }
     z->object_size = object_size;
-    z->granularity = granularity != 0 ? granularity : NU_ZMALLOC_GRANULARITY;
+    z->granularity = granularity;
     list_init(&z->chunks);
     list_init(&z->free);
     return z;
@@ -239,6 +287,16 @@ void *get(NuZmalloc *z, VeskErr *status) {
     return object;
 }
 
+// A null zone where a zone is needed; null.
+[[gnu::cold]] void *refuse_null_zone(VeskErr *status, const char *function) {
+    VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_ZONE, VESK_E_FAULT, EFAULT, 3, "memman",
+              function, "@zone");
+    return nullptr;
+}
+
+// The count of a granule never handed out, given for a null object.
+constexpr intptr_t kNoObject = -1;
+
 }  // namespace
 
 extern "C" {
@@ -273,7 +331,9 @@ VESK_API int64_t _NuZmallocClose(NuZmalloc *zone, uint32_t flags, VeskErr *statu
     return 0;
 }
 
-VESK_API int64_t _NuZmallocDestroyDefault(NuZmalloc *zone, uint32_t, VeskErr *) {
+VESK_API int64_t _NuZmallocDestroyDefault(NuZmalloc *zone, uint32_t, VeskErr *status) {
+    if (zone == nullptr)
+        return refuse_null_zone(status, "_NuZmallocDestroyDefault"), -1;
     const NuZmallocUctx &u = zone->uctx;
     if (u.release_fini != nullptr || u.once_fini != nullptr) {
         for (Chunk *c = first_chunk(zone); c != nullptr; c = c->next)
@@ -299,33 +359,57 @@ VESK_API int64_t _NuZmallocDestroyDefault(NuZmalloc *zone, uint32_t, VeskErr *) 
     return 0;
 }
 
-VESK_API void *_NuZmallocGet(NuZmalloc *zone, VeskErr *status) { return get<false>(zone, status); }
+VESK_API void *_NuZmallocGet(NuZmalloc *zone, VeskErr *status) {
+    if (zone == nullptr)
+        return refuse_null_zone(status, "_NuZmallocGet");
+    return get<false>(zone, status);
+}
 
-VESK_API void *_NuZmallocGet0(NuZmalloc *zone, VeskErr *status) { return get<true>(zone, status); }
+VESK_API void *_NuZmallocGet0(NuZmalloc *zone, VeskErr *status) {
+    if (zone == nullptr)
+        return refuse_null_zone(status, "_NuZmallocGet0");
+    return get<true>(zone, status);
+}
 
-VESK_API uintptr_t _NuZmallocGranularity(const NuZmalloc *zone) { return zone->granularity; }
+// The calls without a status record answer a null zone or object with what
+// an empty zone or a granule never handed out would give.
+VESK_API uintptr_t _NuZmallocGranularity(const NuZmalloc *zone) {
+    return zone != nullptr ? zone->granularity : 0;
+}
 
 VESK_API int64_t _NuZmallocHasfreeg(NuZmalloc *zone) {
+    if (zone == nullptr)
+        return 0;
     return std::atomic_ref<uintptr_t>(zone->free_count).load(std::memory_order_relaxed) != 0 ? 1 : 0;
 }
 
-VESK_API NuZmallocUctx *_NuZmallocUctx(NuZmalloc *zone) { return &zone->uctx; }
+VESK_API NuZmallocUctx *_NuZmallocUctx(NuZmalloc *zone) {
+    return zone != nullptr ? &zone->uctx : nullptr;
+}
 
 VESK_API NuZmalloc *_NuZmPtrOwner(const void *object) {
+    if (object == nullptr)
+        return nullptr;
     return static_cast<NuZmalloc *>(granule_of(object)->link);
 }
 
 VESK_API intptr_t _NuZmPtrRetain(void *object) {
+    if (object == nullptr)
+        return kNoObject;
     Granule *g = granule_of(object);
     Locked locked(static_cast<NuZmalloc *>(g->link));
     return add_count(g, 1);
 }
 
 VESK_API intptr_t _NuZmPtrRetainValue(const void *object) {
+    if (object == nullptr)
+        return kNoObject;
     return count_of(granule_of(object)).load(std::memory_order_relaxed);
 }
 
 VESK_API intptr_t _NuZmPtrRelease(void *object) {
+    if (object == nullptr)
+        return kNoObject;
     Granule *g = granule_of(object);
     auto *z = static_cast<NuZmalloc *>(g->link);
     const NuZmallocHook fini = z->uctx.release_fini;

@@ -52,7 +52,12 @@ using namespace vesk::rt;
 extern "C" {
 
 VESK_API void *VeskAlloc(void *cls, uint32_t flags, void *mem, uint32_t extra, VeskErr *status) {
-    if (cls == nullptr || refuse_alloc(cls, status))
+    if (cls == nullptr) {
+        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_CTOR, VESK_E_FAULT, EFAULT, 3, "constructor",
+                  "allocate-object-memory", "@self");
+        return nullptr;
+    }
+    if (refuse_alloc(cls, status))
         return nullptr;
     return pointer_or_null(call_row<int64_t>(cls, VESK_FAC_CTOR, kAllocRow, status, flags, mem, extra));
 }

@@ -88,6 +88,8 @@ using namespace vesk::rt;
 extern "C" {
 
 VESK_API int64_t _VeskModPlug(VeskModule *module, VeskErr *status) {
+    if (!pointer_ok(module, status, "_VeskModPlug", "@module"))
+        return -1;
     const int64_t started = start_record(&module->rec, status);
     if (started < 0 || (module->rec.state & VESK_ST_RESOLVED) != 0)
         return started;
@@ -119,6 +121,8 @@ VESK_API int64_t _VeskModPlug(VeskModule *module, VeskErr *status) {
 }
 
 VESK_API int64_t _VeskModUnplug(VeskModule *module, VeskErr *status) {
+    if (!pointer_ok(module, status, "_VeskModUnplug", "@module"))
+        return -1;
     if (module->handle == nullptr) {  // a module of the library itself
         report(status, VESK_E_WRONGSTATE, EINVAL, 2, "_VeskModUnplug",
                printable(module->rec.longkey));
@@ -143,6 +147,8 @@ VESK_API int64_t _VeskModUnplug(VeskModule *module, VeskErr *status) {
 }
 
 VESK_API int64_t _VeskModUnload(VeskModule *module, VeskErr *status) {
+    if (!pointer_ok(module, status, "_VeskModUnload", "@module"))
+        return -1;
     const int64_t r = _VeskModUnplug(module, status);
     if (r < 0)
         return r;

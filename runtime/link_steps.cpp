@@ -14,6 +14,7 @@
 #include "modlist.hpp"
 #include "object.hpp"
 #include "registry.hpp"
+#include "report.hpp"
 
 namespace vesk::rt {
 namespace {
@@ -140,6 +141,8 @@ using namespace vesk::rt;
 extern "C" {
 
 VESK_API int64_t _VeskModDescribe(VeskModule *module, VeskErr *status) {
+    if (!pointer_ok(module, status, "_VeskModDescribe", "@module"))
+        return -1;
     write_head(&module->rec, VESK_HEAD_MODULE, nullptr);
     _VeskSelistInit(&module->selist);
     modlist_init(&module->uses);
@@ -154,6 +157,8 @@ VESK_API int64_t _VeskModDescribe(VeskModule *module, VeskErr *status) {
 }
 
 VESK_API int64_t _VeskModFinish(VeskModule *module, VeskErr *status) {
+    if (!pointer_ok(module, status, "_VeskModFinish", "@module"))
+        return -1;
     finish_last_first(classes_of(module), status);
     finish_last_first(sets_of(module), status);
     finish_record(&module->rec, status);
@@ -161,6 +166,8 @@ VESK_API int64_t _VeskModFinish(VeskModule *module, VeskErr *status) {
 }
 
 VESK_API int64_t _VeskModRegister(VeskModule *module, VeskErr *status) {
+    if (!pointer_ok(module, status, "_VeskModRegister", "@module"))
+        return -1;
     const std::span<VeskOps *> sets = sets_of(module);
     const std::span<VeskClass *> classes = classes_of(module);
     if (enter_by_id(modreg(), &module->rec, status) < 0)
@@ -176,6 +183,8 @@ VESK_API int64_t _VeskModRegister(VeskModule *module, VeskErr *status) {
 }
 
 VESK_API int64_t _VeskModUnregister(VeskModule *module, VeskErr *status) {
+    if (!pointer_ok(module, status, "_VeskModUnregister", "@module"))
+        return -1;
     int64_t result = leave_last_first(objreg(), classes_of(module), status);
     result = smaller(result, leave_last_first(opsreg(), sets_of(module), status));
     return smaller(result, leave(modreg(), &module->rec, status));

@@ -108,13 +108,18 @@ inline VeskOprow *lookup_seobj_aware(void *object, const VeskOid *key, VeskClosu
 
 namespace vesk::rt {
 
+// A key no lookup accepts, or no closure to fill, is a miss: the stub answers.
 VeskOprow *find_op(void *object, const VeskOid *key, VeskClosure *closure, MissFn miss) {
+    if (!oid_usable(key) || closure == nullptr) [[unlikely]]
+        return miss(walk_start(object), closure);
     if (VeskOprow *row = lookup_seobj_aware(object, key, closure, nullptr)) [[likely]]
         return row;
     return miss(walk_start(object), closure);
 }
 
 VeskOprow *find_op_plain(void *object, const VeskOid *key, VeskClosure *closure, MissFn miss) {
+    if (!oid_usable(key) || closure == nullptr) [[unlikely]]
+        return miss(object, closure);
     if (VeskOprow *row = lookup_by_walk(object, key, closure, nullptr)) [[likely]]
         return row;
     return miss(object, closure);
@@ -133,37 +138,10 @@ VeskOid oid_from_args(uint16_t category, int opnum, int c1, va_list args) {
 
 }  // namespace vesk::rt
 
-extern "C" {
+namespace {
 
-VESK_API VeskOprow *VeskLookupop(void *object, const VeskOid *key, VeskClosure *closure,
-                                 VeskErr *status) {
-    return lookup_seobj_aware(object, key, closure, status);
-}
-
-VESK_API VeskOprow *_VeskLookupop(void *object, const VeskOid *key, VeskClosure *closure,
-                                  VeskErr *status) {
-    return lookup_by_walk(object, key, closure, status);
-}
-
-VESK_API VeskOprow *VeskVlookupop(void *object, VeskClosure *closure, VeskErr *status, int opnum,
-                                  int c1, ...) {
-    va_list args;
-    va_start(args, c1);
-    const VeskOid key = oid_from_args(VESK_CAT_OPS, opnum, c1, args);
-    va_end(args);
-    return lookup_seobj_aware(object, &key, closure, status);
-}
-
-VESK_API VeskOprow *_VeskVlookupop(void *object, VeskClosure *closure, VeskErr *status, int opnum,
-                                   int c1, ...) {
-    va_list args;
-    va_start(args, c1);
-    const VeskOid key = oid_from_args(VESK_CAT_OPS, opnum, c1, args);
-    va_end(args);
-    return lookup_by_walk(object, &key, closure, status);
-}
-
-VESK_API VeskSe *_VeskLookupSE(void *object, const VeskOid *key, void **holder, VeskErr *status) {
+// The walk of the SE lookups, for a key that has been checked.
+VeskSe *lookup_se(void *object, const VeskOid *key, void **holder, VeskErr *status) {
     Found f;
     if (!walk<false>(object, key, f)) {
         report_no_element(status, key);
@@ -174,24 +152,84 @@ VESK_API VeskSe *_VeskLookupSE(void *object, const VeskOid *key, void **holder, 
     return f.se;
 }
 
-VESK_API VeskSe *VeskLookupSE(void *object, const VeskOid *key, void **holder, VeskErr *status) {
-    return _VeskLookupSE(deref(object), key, holder, status);
-}
-
-VESK_API void *_VeskLookupPOD(void *object, const VeskOid *key, VeskErr *status) {
+void *lookup_pod(void *object, const VeskOid *key, VeskErr *status) {
     void *holder = nullptr;
-    const VeskSe *se = _VeskLookupSE(object, key, &holder, status);
+    const VeskSe *se = lookup_se(object, key, &holder, status);
     return se != nullptr ? pod_at(holder, se) : nullptr;
 }
 
+}  // namespace
+
+extern "C" {
+
+VESK_API VeskOprow *VeskLookupop(void *object, const VeskOid *key, VeskClosure *closure,
+                                 VeskErr *status) {
+    if (!key_ok(key, status, "VeskLookupop") ||
+        !pointer_ok(closure, status, "VeskLookupop", "@closure"))
+        return nullptr;
+    return lookup_seobj_aware(object, key, closure, status);
+}
+
+VESK_API VeskOprow *_VeskLookupop(void *object, const VeskOid *key, VeskClosure *closure,
+                                  VeskErr *status) {
+    if (!key_ok(key, status, "_VeskLookupop") ||
+        !pointer_ok(closure, status, "_VeskLookupop", "@closure"))
+        return nullptr;
+    return lookup_by_walk(object, key, closure, status);
+}
+
+VESK_API VeskOprow *VeskVlookupop(void *object, VeskClosure *closure, VeskErr *status, int opnum,
+                                  int c1, ...) {
+    if (!pointer_ok(closure, status, "VeskVlookupop", "@closure"))
+        return nullptr;
+    va_list args;
+    va_start(args, c1);
+    const VeskOid key = oid_from_args(VESK_CAT_OPS, opnum, c1, args);
+    va_end(args);
+    return lookup_seobj_aware(object, &key, closure, status);
+}
+
+VESK_API VeskOprow *_VeskVlookupop(void *object, VeskClosure *closure, VeskErr *status, int opnum,
+                                   int c1, ...) {
+    if (!pointer_ok(closure, status, "_VeskVlookupop", "@closure"))
+        return nullptr;
+    va_list args;
+    va_start(args, c1);
+    const VeskOid key = oid_from_args(VESK_CAT_OPS, opnum, c1, args);
+    va_end(args);
+    return lookup_by_walk(object, &key, closure, status);
+}
+
+VESK_API VeskSe *_VeskLookupSE(void *object, const VeskOid *key, void **holder, VeskErr *status) {
+    if (!key_ok(key, status, "_VeskLookupSE"))
+        return nullptr;
+    return lookup_se(object, key, holder, status);
+}
+
+VESK_API VeskSe *VeskLookupSE(void *object, const VeskOid *key, void **holder, VeskErr *status) {
+    if (!key_ok(key, status, "VeskLookupSE"))
+        return nullptr;
+    return lookup_se(deref(object), key, holder, status);
+}
+
+VESK_API void *_VeskLookupPOD(void *object, const VeskOid *key, VeskErr *status) {
+    if (!key_ok(key, status, "_VeskLookupPOD"))
+        return nullptr;
+    return lookup_pod(object, key, status);
+}
+
 VESK_API void *VeskLookupPOD(void *object, const VeskOid *key, VeskErr *status) {
+    if (!key_ok(key, status, "VeskLookupPOD"))
+        return nullptr;
     if (const VeskSeobj *ref = bound_match(object, key))
         return ref->cl.pod;
-    return _VeskLookupPOD(walk_start(object), key, status);
+    return lookup_pod(walk_start(object), key, status);
 }
 
 VESK_API VeskSeobj *VeskSeobject(void *object, const VeskOid *key, VeskSeobj *out,
                                  VeskErr *status) {
+    if (!key_ok(key, status, "VeskSeobject") || !pointer_ok(out, status, "VeskSeobject", "@out"))
+        return nullptr;
     if (const VeskSeobj *ref = bound_match(object, key)) {
         *out = *ref;
         out->cl.opnum = -1;
@@ -199,7 +237,7 @@ VESK_API VeskSeobj *VeskSeobject(void *object, const VeskOid *key, VeskSeobj *ou
     }
     object = walk_start(object);
     void *holder = nullptr;
-    VeskSe *se = _VeskLookupSE(object, key, &holder, status);
+    VeskSe *se = lookup_se(object, key, &holder, status);
     if (se == nullptr)
         return nullptr;
     out->kind = VESK_KIND_SEOBJ;
@@ -210,8 +248,11 @@ VESK_API VeskSeobj *VeskSeobject(void *object, const VeskOid *key, VeskSeobj *ou
 
 VESK_API VeskClosure *_VeskClosure(void *object, const VeskOid *key, VeskClosure *closure,
                                    VeskErr *status) {
+    if (!key_ok(key, status, "_VeskClosure") ||
+        !pointer_ok(closure, status, "_VeskClosure", "@closure"))
+        return nullptr;
     void *holder = nullptr;
-    VeskSe *se = _VeskLookupSE(object, key, &holder, status);
+    VeskSe *se = lookup_se(object, key, &holder, status);
     if (se == nullptr)
         return nullptr;
     *closure = {object, holder, pod_at(holder, se), se->ops, -1};

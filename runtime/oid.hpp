@@ -12,6 +12,13 @@ inline unsigned common_length(const VeskOid *a, const VeskOid *b) {
     return std::min<unsigned>({a->count, b->count, VESK_OID_MAXCOMP});
 }
 
+// An identifier a caller may hand in: one to six components. A count of 0
+// would match every record, and one above six would ask for components the
+// record doesn't have.
+inline bool oid_usable(const VeskOid *key) {
+    return key != nullptr && key->count != 0 && key->count <= VESK_OID_MAXCOMP;
+}
+
 inline bool component_matches(uint16_t x, uint16_t y) { return x == y || x == 0 || y == 0; }
 
 // Signed comparison of the first n components; a 0 on either side matches.

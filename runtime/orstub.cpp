@@ -16,10 +16,11 @@ using namespace vesk::rt;
 namespace {
 
 // The answer to a failed walk: row "inappropriate" of the stub set, bound to
-// the object the walk started from.
+// the object the walk started from (when the caller gave a closure to bind).
 [[gnu::cold]] VeskOprow *stub_row(void *self, VeskClosure *closure) {
     VeskOps *ops = stub_ops();
-    *closure = {self, stub_class(), nullptr, ops, kStubInappropriateRow};
+    if (closure != nullptr)
+        *closure = {self, stub_class(), nullptr, ops, kStubInappropriateRow};
     return &ops->rows[kStubInappropriateRow];
 }
 

@@ -142,7 +142,12 @@ void idreg_init(Idreg &reg) {
         std::this_thread::yield();
 }
 
+// Records enter under their identifier, and one that no key could name as a
+// whole (no component, or more than a record holds) would match every search
+// or be compared past its end: it is refused as a key would be.
 int64_t enter_by_id(Idreg &reg, VeskRecord *rec, VeskErr *status) {
+    if (!key_ok(&rec->oid, status, "_VeskModRegister"))
+        return -1;
     return enter<ById>(reg, rec, status);
 }
 

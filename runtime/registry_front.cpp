@@ -47,7 +47,7 @@ enum class Hold : bool { none, take };
 template <Locking kLock, Hold kHold>
 VeskRecord *get(Idreg *(*list_of)(uint16_t), const VeskOid *key, VeskErr *status,
                 const char *fn) {
-    Idreg *reg = key != nullptr && key->count >= 2 ? list_of(key->comp[0]) : nullptr;
+    Idreg *reg = oid_usable(key) && key->count >= 2 ? list_of(key->comp[0]) : nullptr;
     if (reg == nullptr) {
         report_invalid(status, fn, "@oid");
         return nullptr;
@@ -159,7 +159,7 @@ int64_t call_holding(VeskRecord *rec, VeskForeachFn *callback) {
 
 template <Locking kLock>
 int64_t foreach(const VeskOid *key, VeskForeachFn *callback, VeskErr *status, const char *fn) {
-    Idreg *reg = key != nullptr && key->count != 0 ? cobject_list(key->comp[0]) : nullptr;
+    Idreg *reg = oid_usable(key) ? cobject_list(key->comp[0]) : nullptr;
     if (reg == nullptr) {
         report_invalid(status, fn, "@oid");
         return -1;

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 
+#include "oid.hpp"
 #include "vesk.h"
 
 namespace vesk::rt {
@@ -18,6 +19,27 @@ inline void report(VeskErr *status, int32_t code, int32_t syserr, uint32_t varia
 // A null argument: VESK_E_FAULT, variant 3, scope, function, "@parameter".
 inline void report_null_arg(VeskErr *status, const char *function, const char *param) {
     report(status, VESK_E_FAULT, EFAULT, 3, kScope, function, param);
+}
+
+// A caller's key is checked where it enters: a null key or one whose count
+// isn't 1 to 6 gives VESK_E_INVAL, variant 3, scope, function, "@oid".
+[[gnu::cold, gnu::noinline]] inline void report_bad_key(VeskErr *status, const char *function) {
+    report(status, VESK_E_INVAL, 0, 3, kScope, function, "@oid");
+}
+
+inline bool key_ok(const VeskOid *key, VeskErr *status, const char *function) {
+    if (oid_usable(key)) [[likely]]
+        return true;
+    report_bad_key(status, function);
+    return false;
+}
+
+// The same for a pointer the call writes through or reads: VESK_E_FAULT.
+inline bool pointer_ok(const void *p, VeskErr *status, const char *function, const char *param) {
+    if (p != nullptr) [[likely]]
+        return true;
+    report_null_arg(status, function, param);
+    return false;
 }
 
 // A string argument for %s that is never a null pointer.

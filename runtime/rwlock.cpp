@@ -7,6 +7,7 @@
 // in static records and works before anything else of the library is up.
 #include <atomic>
 
+#include "report.hpp"
 #include "rwlock.hpp"
 #include "selist.hpp"
 
@@ -104,40 +105,83 @@ using namespace vesk::rt;
 
 namespace {
 inline VeskRwlock *lock_of(void *record) { return &static_cast<VeskRecord *>(record)->lock; }
+
+// The locks can't fail on a real list or record. A null one is the caller's
+// error: reported (258, "@list" or "@self") with -1 where there is a status
+// record, "not got" from the try forms.
+template <class Op>
+int64_t locking(void *target, VeskErr *status, const char *function, const char *param, Op op) {
+    if (!pointer_ok(target, status, function, param))
+        return -1;
+    op();
+    return 0;
+}
+
 }  // namespace
 
 extern "C" {
 
-VESK_API int64_t _VeskSelistRdlock(VeskSelist *list, VeskErr *) { return rdlock(&list->lock), 0; }
-VESK_API int64_t _VeskSelistWrlock(VeskSelist *list, VeskErr *) { return wrlock(&list->lock), 0; }
-VESK_API int64_t _VeskSelistUnlock(VeskSelist *list, VeskErr *) { return unlock(&list->lock), 0; }
-VESK_API int64_t _VeskSelistTryrdlock(VeskSelist *list) { return tryrdlock(&list->lock); }
-VESK_API int64_t _VeskSelistTrywrlock(VeskSelist *list) { return trywrlock(&list->lock); }
+VESK_API int64_t _VeskSelistRdlock(VeskSelist *list, VeskErr *status) {
+    return locking(list, status, "_VeskSelistRdlock", "@list", [&] { rdlock(&list->lock); });
+}
+VESK_API int64_t _VeskSelistWrlock(VeskSelist *list, VeskErr *status) {
+    return locking(list, status, "_VeskSelistWrlock", "@list", [&] { wrlock(&list->lock); });
+}
+VESK_API int64_t _VeskSelistUnlock(VeskSelist *list, VeskErr *status) {
+    return locking(list, status, "_VeskSelistUnlock", "@list", [&] { unlock(&list->lock); });
+}
+VESK_API int64_t _VeskSelistTryrdlock(VeskSelist *list) {
+    return list != nullptr && tryrdlock(&list->lock);
+}
+VESK_API int64_t _VeskSelistTrywrlock(VeskSelist *list) {
+    return list != nullptr && trywrlock(&list->lock);
+}
 
+// The locking forms check what the lock itself needs under their own name;
+// the rest is the lock-free form's.
 VESK_API int64_t _VeskSelistPushback(VeskSelist *list, VeskSeblock *block, VeskErr *status) {
+    if (!pointer_ok(list, status, "_VeskSelistPushback", "@list"))
+        return -1;
     WriteLocked locked(&list->lock);
     return _VeskSelistPushback_nlk(list, block, status);
 }
 
 VESK_API int64_t _VeskSelistPushfront(VeskSelist *list, VeskSeblock *block, VeskErr *status) {
+    if (!pointer_ok(list, status, "_VeskSelistPushfront", "@list"))
+        return -1;
     WriteLocked locked(&list->lock);
     return _VeskSelistPushfront_nlk(list, block, status);
 }
 
 VESK_API VeskSe *_VeskSelistLookup(VeskSelist *list, const VeskOid *key, VeskErr *status) {
+    if (!pointer_ok(list, status, "_VeskSelistLookup", "@list") ||
+        !key_ok(key, status, "_VeskSelistLookup"))
+        return nullptr;
     ReadLocked locked(&list->lock);
     return _VeskSelistLookup_nlk(list, key, status);
 }
 
 VESK_API VeskSe *_VeskSelistLookup_ptr(VeskSelist *list, const VeskSe *se, VeskErr *status) {
+    if (!pointer_ok(list, status, "_VeskSelistLookup_ptr", "@list"))
+        return nullptr;
     ReadLocked locked(&list->lock);
     return _VeskSelistLookup_ptr_nlk(list, se, status);
 }
 
-VESK_API int64_t _VeskObjRdlock(void *record, VeskErr *) { return rdlock(lock_of(record)), 0; }
-VESK_API int64_t _VeskObjWrlock(void *record, VeskErr *) { return wrlock(lock_of(record)), 0; }
-VESK_API int64_t _VeskObjUnlock(void *record, VeskErr *) { return unlock(lock_of(record)), 0; }
-VESK_API int64_t _VeskObjTryrdlock(void *record) { return tryrdlock(lock_of(record)); }
-VESK_API int64_t _VeskObjTrywrlock(void *record) { return trywrlock(lock_of(record)); }
+VESK_API int64_t _VeskObjRdlock(void *record, VeskErr *status) {
+    return locking(record, status, "_VeskObjRdlock", "@self", [&] { rdlock(lock_of(record)); });
+}
+VESK_API int64_t _VeskObjWrlock(void *record, VeskErr *status) {
+    return locking(record, status, "_VeskObjWrlock", "@self", [&] { wrlock(lock_of(record)); });
+}
+VESK_API int64_t _VeskObjUnlock(void *record, VeskErr *status) {
+    return locking(record, status, "_VeskObjUnlock", "@self", [&] { unlock(lock_of(record)); });
+}
+VESK_API int64_t _VeskObjTryrdlock(void *record) {
+    return record != nullptr && tryrdlock(lock_of(record));
+}
+VESK_API int64_t _VeskObjTrywrlock(void *record) {
+    return record != nullptr && trywrlock(lock_of(record));
+}
 
 }  // extern "C"

@@ -48,13 +48,19 @@ void insert_between(VeskSelink *link, VeskSelink *prev, VeskSelink *next) {
 
 extern "C" {
 
+// Init, fini and size have no status record: a null list is refused with -1
+// (a size of 0) and nothing else.
 VESK_API int64_t _VeskSelistInit(VeskSelist *list) {
+    if (list == nullptr)
+        return -1;
     if (!list->ready)
         make_empty(list);
     return 0;
 }
 
 VESK_API int64_t _VeskSelistFini(VeskSelist *list) {
+    if (list == nullptr)
+        return -1;
     if (!list->ready)
         return 0;
     while (list->ring.next != &list->ring) {
@@ -87,6 +93,9 @@ VESK_API int64_t _VeskSelistPushfront_nlk(VeskSelist *list, VeskSeblock *block, 
 }
 
 VESK_API VeskSe *_VeskSelistLookup_nlk(VeskSelist *list, const VeskOid *key, VeskErr *status) {
+    if (!pointer_ok(list, status, "_VeskSelistLookup_nlk", "@list") ||
+        !key_ok(key, status, "_VeskSelistLookup_nlk"))
+        return nullptr;
     if (VeskSe *se = selist_find(list, key))
         return se;
     report(status, VESK_E_NOMATCH, 0, 1, int{key->comp[1]});
@@ -94,12 +103,16 @@ VESK_API VeskSe *_VeskSelistLookup_nlk(VeskSelist *list, const VeskOid *key, Ves
 }
 
 VESK_API VeskSe *_VeskSelistLookup_ptr_nlk(VeskSelist *list, const VeskSe *se, VeskErr *status) {
+    if (!pointer_ok(list, status, "_VeskSelistLookup_ptr_nlk", "@list"))
+        return nullptr;
     if (VeskSe *found = selist_find_if(list, [se](const VeskSe *e) { return e == se; }))
         return found;
     report(status, VESK_E_NOMATCH, 0, 2, "@service-element");
     return nullptr;
 }
 
-VESK_API uint32_t _VeskSelistSize(const VeskSelist *list) { return list->count; }
+VESK_API uint32_t _VeskSelistSize(const VeskSelist *list) {
+    return list != nullptr ? list->count : 0;
+}
 
 }  // extern "C"

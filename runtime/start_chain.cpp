@@ -70,6 +70,8 @@ __attribute__((destructor(VESK_START_PRIORITY_RUN))) static void run_stop_chain(
 extern "C" {
 
 VESK_API int64_t VeskStartAdd(VeskStartRec *record) {
+    if (record == nullptr)
+        return -1;
     record->node.data = reinterpret_cast<uintptr_t>(record);
     NuRTBT &tree = order_tree();
     // Duplicates allowed: an equal order goes right of those already there.

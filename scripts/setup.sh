@@ -7,6 +7,7 @@
 #   scripts/setup.sh test     and what the tests use: GoogleTest, pkg-config, Doxygen
 #   scripts/setup.sh bench    and what the benchmarks use: Google Benchmark, GLib
 #   scripts/setup.sh docs     and Doxygen, for the HTML reference
+#   scripts/setup.sh valgrind and valgrind, which runs the tests in `make valgrind`
 set -eu
 
 cmake_minimum=3.25
@@ -47,8 +48,12 @@ for what in "$@"; do
         docs)
             need_command doxygen doxygen "builds the HTML reference from the headers"
             ;;
+        valgrind)
+            need_file /usr/include/gtest/gtest.h libgtest-dev "GoogleTest, the test framework"
+            need_command valgrind valgrind "runs every test program in make valgrind"
+            ;;
         *)
-            echo "setup: unknown argument '$what' (test, bench or docs)" >&2
+            echo "setup: unknown argument '$what' (test, bench, docs or valgrind)" >&2
             exit 2
             ;;
     esac

@@ -85,9 +85,13 @@ void for_heads(uint32_t count, VeskErrEntry *table, Fn each) {
 }
 
 // A row too deep for the tree's path (48 levels) is passed over: the tree
-// stays as it was.
+// stays as it was. So is a row already in a tree (its node holds its own
+// address until it is removed): linking it a second time would tie its node
+// into a loop.
 void add_rows(VeskErrService *svc, uint32_t count, VeskErrEntry *table) {
     for_heads(count, table, [svc](VeskErrEntry &row) {
+        if (row.node.data == reinterpret_cast<uintptr_t>(&row))
+            return;
         row.node = {};
         row.node.data = reinterpret_cast<uintptr_t>(&row);
         if (rtbt::insert_node<true>(&svc->tree, by_row, &row.node, true, rtbt::Ends{}) ==
@@ -127,7 +131,7 @@ int64_t make_message(VeskClosure *cl, VeskErr *err, uint32_t info0, uint32_t inf
     const VeskErrEntry *head = find_code(state_of(cl), static_cast<uint32_t>(code));
     if (head == nullptr)
         return -1;
-    if (variant >= head->count)
+    if (variant >= head->count || head[variant].format == nullptr)
         return 0;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -175,6 +179,10 @@ int64_t init_once(VeskClosure *cl, VeskErr *err) {
     VeskErrService *svc = state_of(cl);
     NuSMutexInit(&svc->mutex);
     NuRTBTInit(&svc->tree);
+    // A fresh tree: rows that a former link of the service left linked start
+    // over.
+    for (VeskErrEntry &row : stock_error_table)
+        row.node = {};
     // No other thread can reach the service yet: the table goes in unlocked.
     return add_table_nlk(cl, err, kStockErrorRows + 1, stock_error_table.data());
 }

@@ -1,5 +1,6 @@
 // "operations/descriptor/Destor": the version and build date of a class or
 // module, from the descriptor POD it carries.
+#include <cerrno>
 #include <cstring>
 
 #include "services/kdv.hpp"
@@ -8,6 +9,10 @@ namespace vesk::svc {
 namespace {
 
 int64_t get(VeskClosure *cl, VeskErr *err, VeskDescriptorInfo *out) {
+    if (out == nullptr) {
+        report_in(cl, err, VESK_E_FAULT, EFAULT, 3, set_name(cl), row_name(cl), "@descriptor");
+        return -1;
+    }
     if (out->dsc_dtyp != VESK_DESCRIPTOR_TYPE) {
         report_in(cl, err, VESK_E_NOTSUP, 0, 6, set_name(cl), row_name(cl),
                   "@descriptor.dsc_dtyp");

@@ -64,14 +64,22 @@ using namespace vesk::threads;
 extern "C" {
 
 VESK_API int64_t NuPCondInit(NuPCond *cond, VeskErr *err) {
+    if (cond == nullptr)
+        return refuse_null(err, "NuPCondInit", "@cond");
     return init_handle(cond, BlockKind::event, nullptr, err);
 }
 
 VESK_API int64_t NuPCondInit2(NuPCond *cond, const NuPCondattr *attr, VeskErr *err) {
+    if (cond == nullptr)
+        return refuse_null(err, "NuPCondInit2", "@cond");
     return init_handle(cond, BlockKind::event, attr, err);
 }
 
-VESK_API int64_t NuPCondDestroy(NuPCond *cond, VeskErr *) { return destroy_handle(cond); }
+VESK_API int64_t NuPCondDestroy(NuPCond *cond, VeskErr *err) {
+    if (cond == nullptr)
+        return refuse_null(err, "NuPCondDestroy", "@cond");
+    return destroy_handle(cond);
+}
 
 VESK_API int64_t NuPCondSignal(NuPCond cond, VeskErr *err) { return set_event(cond, err); }
 

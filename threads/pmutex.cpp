@@ -12,14 +12,22 @@ using namespace vesk::threads;
 extern "C" {
 
 VESK_API int64_t NuPMutexInit(NuPMutex *mutex, VeskErr *err) {
+    if (mutex == nullptr)
+        return refuse_null(err, "NuPMutexInit", "@mutex");
     return init_handle(mutex, BlockKind::mutex, nullptr, err);
 }
 
 VESK_API int64_t NuPMutexInit2(NuPMutex *mutex, const NuPMutexattr *attr, VeskErr *err) {
+    if (mutex == nullptr)
+        return refuse_null(err, "NuPMutexInit2", "@mutex");
     return init_handle(mutex, BlockKind::mutex, attr, err);
 }
 
-VESK_API int64_t NuPMutexDestroy(NuPMutex *mutex, VeskErr *) { return destroy_handle(mutex); }
+VESK_API int64_t NuPMutexDestroy(NuPMutex *mutex, VeskErr *err) {
+    if (mutex == nullptr)
+        return refuse_null(err, "NuPMutexDestroy", "@mutex");
+    return destroy_handle(mutex);
+}
 
 VESK_API int64_t NuPMutexLock(NuPMutex mutex, VeskErr *err) {
     if (mutex == 0)

@@ -33,6 +33,13 @@ inline int64_t refuse_duration(VeskErr *err, const char *function) {
     return -1;
 }
 
+// A null pointer argument: "<function>(<@param>): the argument points outside
+// an allocated address space of the process.", -1.
+inline int64_t refuse_null(VeskErr *err, const char *function, const char *param) {
+    VeskMkerr(nullptr, err, 0, 0, 0, VESK_FAC_NONE, VESK_E_FAULT, 0, 2, function, param);
+    return -1;
+}
+
 // A priority outside -4 .. 4: "<function><@priority>: implementation does
 // not support the feature [of the standard].", -4.
 inline int64_t refuse_priority(VeskErr *err, const char *function) {

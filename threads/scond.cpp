@@ -17,6 +17,8 @@ int64_t checked(int e, VeskErr *err) { return e == 0 ? 0 : report_system(err, e)
 
 int64_t wait(NuSCond *cond, NuSMutex *mutex, uint32_t limit, const char *function,
              VeskErr *err) {
+    if (cond == nullptr || mutex == nullptr)
+        return refuse_null(err, function, cond == nullptr ? "@cond" : "@mutex");
     if (limit == kNoLimit)
         return checked(pthread_cond_wait(&cond->cond, &mutex->mutex), err);
     const timespec deadline = monotonic_deadline(limit);
@@ -29,6 +31,8 @@ int64_t wait(NuSCond *cond, NuSMutex *mutex, uint32_t limit, const char *functio
 extern "C" {
 
 VESK_API int64_t NuSCondInit(NuSCond *cond, VeskErr *err) {
+    if (cond == nullptr)
+        return refuse_null(err, "NuSCondInit", "@cond");
     pthread_condattr_t attr;
     pthread_condattr_init(&attr);
     pthread_condattr_setclock(&attr, CLOCK_MONOTONIC);
@@ -39,18 +43,26 @@ VESK_API int64_t NuSCondInit(NuSCond *cond, VeskErr *err) {
 
 // The handle family's attributes mean nothing in-process.
 VESK_API int64_t NuSCondInit2(NuSCond *cond, const NuPCondattr *, VeskErr *err) {
+    if (cond == nullptr)
+        return refuse_null(err, "NuSCondInit2", "@cond");
     return NuSCondInit(cond, err);
 }
 
 VESK_API int64_t NuSCondDestroy(NuSCond *cond, VeskErr *err) {
+    if (cond == nullptr)
+        return refuse_null(err, "NuSCondDestroy", "@cond");
     return checked(pthread_cond_destroy(&cond->cond), err);
 }
 
 VESK_API int64_t NuSCondSignal(NuSCond *cond, VeskErr *err) {
+    if (cond == nullptr)
+        return refuse_null(err, "NuSCondSignal", "@cond");
     return checked(pthread_cond_signal(&cond->cond), err);
 }
 
 VESK_API int64_t NuSCondBroadcast(NuSCond *cond, VeskErr *err) {
+    if (cond == nullptr)
+        return refuse_null(err, "NuSCondBroadcast", "@cond");
     return checked(pthread_cond_broadcast(&cond->cond), err);
 }
 

@@ -111,6 +111,17 @@ int64_t refuse_type(VeskErr *err) {
     return -1;
 }
 
+// What a creation needs before anything is made: a place for the handle and
+// a routine to run.
+bool creatable(NuPThread *thread, NuPThreadStart start, VeskErr *err, const char *function) {
+    if (thread != nullptr && start != nullptr)
+        return true;
+    if (thread != nullptr)
+        *thread = 0;
+    refuse_null(err, function, thread == nullptr ? "@thread" : "@start");
+    return false;
+}
+
 int pthread_type_of(int32_t type) {
     return type == NU_PTHREAD_CANCEL_ASYNCHRONOUS ? PTHREAD_CANCEL_ASYNCHRONOUS
                                                   : PTHREAD_CANCEL_DEFERRED;
@@ -125,16 +136,22 @@ extern "C" {
 
 VESK_API int64_t NuPThreadCreate(NuPThread *thread, NuPThreadStart start, void *arg,
                                  VeskErr *err) {
+    if (!creatable(thread, start, err, "NuPThreadCreate"))
+        return -1;
     return create(thread, nullptr, start, arg, false, err);
 }
 
 VESK_API int64_t NuPThreadCreate2(NuPThread *thread, const NuPThrattr *attr, NuPThreadStart start,
                                   void *arg, VeskErr *err) {
+    if (!creatable(thread, start, err, "NuPThreadCreate2"))
+        return -1;
     return create(thread, attr, start, arg, false, err);
 }
 
 VESK_API int64_t NuPThreadCreate2_suspended(NuPThread *thread, const NuPThrattr *attr,
                                             NuPThreadStart start, void *arg, VeskErr *err) {
+    if (!creatable(thread, start, err, "NuPThreadCreate2_suspended"))
+        return -1;
     return create(thread, attr, start, arg, true, err);
 }
 
@@ -171,6 +188,8 @@ VESK_API int64_t NuPThreadSuspend(NuPThread, VeskErr *err) {
 }
 
 VESK_API int64_t NuPThreadGetpriority(NuPThread thread, int32_t *priority, VeskErr *err) {
+    if (priority == nullptr)
+        return refuse_null(err, "NuPThreadGetpriority", "@priority");
     if (thread == 0)
         return report_system(err, ESRCH);
     errno = 0;
@@ -193,6 +212,8 @@ VESK_API int64_t NuPThreadSetpriority(NuPThread thread, int32_t priority, VeskEr
 }
 
 VESK_API int64_t NuPThreadGetschedpolicy(NuPThread, int32_t *policy) {
+    if (policy == nullptr)
+        return -1;
     *policy = 2;
     return 0;
 }
@@ -240,7 +261,9 @@ VESK_API int64_t NuPThreadIscancelable(VeskErr *) {
     return state == PTHREAD_CANCEL_ENABLE ? 1 : 0;
 }
 
-VESK_API int64_t NuPThreadGetcanceltype(int32_t *type, VeskErr *) {
+VESK_API int64_t NuPThreadGetcanceltype(int32_t *type, VeskErr *err) {
+    if (type == nullptr)
+        return refuse_null(err, "NuPThreadGetcanceltype", "@type");
     int old = PTHREAD_CANCEL_DEFERRED;
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &old);
     pthread_setcanceltype(old, nullptr);

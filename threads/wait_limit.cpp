@@ -12,6 +12,33 @@ constexpr int64_t kMsPerSecond = 1000;
 constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kNsPerSecond = 1000000000;
 
+// Arithmetic on the caller's seconds and nanoseconds, which may be anything:
+// a result beyond the 64-bit range stands at its end, and clamp_limit then
+// makes it a poll or the longest limit, never a wrapped one.
+int64_t sub(int64_t a, int64_t b) {
+    int64_t r;
+    if (__builtin_sub_overflow(a, b, &r))
+        return a > b ? INT64_MAX : INT64_MIN;
+    return r;
+}
+int64_t add(int64_t a, int64_t b) {
+    int64_t r;
+    if (__builtin_add_overflow(a, b, &r))
+        return a > 0 ? INT64_MAX : INT64_MIN;
+    return r;
+}
+int64_t mul(int64_t a, int64_t b) {
+    int64_t r;
+    if (__builtin_mul_overflow(a, b, &r))
+        return (a < 0) == (b < 0) ? INT64_MAX : INT64_MIN;
+    return r;
+}
+
+// seconds * 1000 + nanoseconds / 1000000, saturated.
+int64_t milliseconds_of(int64_t sec, int64_t nsec) {
+    return add(mul(sec, kMsPerSecond), nsec / kNsPerMs);
+}
+
 uint32_t clamp_limit(int64_t ms) {
     if (ms <= 0)
         return 0;
@@ -30,13 +57,13 @@ uint32_t limit_of_deadline(const timespec *deadline, const timespec *now) {
     if (deadline == nullptr || is_infinite(deadline))
         return kNoLimit;
     const timespec from = now != nullptr ? *now : wall_now();
-    int64_t sec = static_cast<int64_t>(deadline->tv_sec) - from.tv_sec;
-    int64_t nsec = static_cast<int64_t>(deadline->tv_nsec) - from.tv_nsec;
+    int64_t sec = sub(deadline->tv_sec, from.tv_sec);
+    int64_t nsec = sub(deadline->tv_nsec, from.tv_nsec);
     if (nsec < 0) {
-        nsec += kNsPerSecond;
-        sec -= 1;
+        nsec = add(nsec, kNsPerSecond);
+        sec = sub(sec, 1);
     }
-    return clamp_limit(sec * kMsPerSecond + nsec / kNsPerMs);
+    return clamp_limit(milliseconds_of(sec, nsec));
 }
 
 std::optional<uint32_t> limit_of_milliseconds(int64_t ms) {
@@ -50,8 +77,7 @@ uint32_t limit_of_duration(const timespec *duration) {
         return kNoLimit;
     if (duration == nullptr)
         return 0;
-    return clamp_limit(static_cast<int64_t>(duration->tv_sec) * kMsPerSecond +
-                       duration->tv_nsec / kNsPerMs);
+    return clamp_limit(milliseconds_of(duration->tv_sec, duration->tv_nsec));
 }
 
 timespec monotonic_deadline(uint32_t limit) {

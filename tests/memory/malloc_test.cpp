@@ -128,8 +128,8 @@ TEST(Allocator, DefaultAllocatorsEndTheProcessWhenMemoryNeverComes) {
     constexpr size_t kImpossible = SIZE_MAX / 2;
     const std::string tail = ": operation failure: can not perform local memory allocation\\.\n";
     EXPECT_EXIT(NuMalloc(kImpossible), ::testing::ExitedWithCode(1), "malloc\\([0-9]+\\)" + tail);
-    EXPECT_EXIT(NuMcalloc(2, kImpossible), ::testing::ExitedWithCode(1),
-                "calloc\\(2, [0-9]+\\)" + tail);
+    EXPECT_EXIT(NuMcalloc(1, kImpossible), ::testing::ExitedWithCode(1),
+                "calloc\\(1, [0-9]+\\)" + tail);
     EXPECT_EXIT(_NuMrealloc(NuMalloc(16), kImpossible, nullptr), ::testing::ExitedWithCode(1),
                 "realloc\\(0x[0-9a-f]+, [0-9]+\\)" + tail);
 }

@@ -1,0 +1,208 @@
+// Hostile input to the allocators, zones and trees: sizes no memory can hold,
+// sizes that wrap, null zones, trees, tables and nodes. Each case runs in a
+// child process of its own (see support/hostile.hpp).
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "nu.h"
+#include "support/hostile.hpp"
+#include "vesk.h"
+
+namespace {
+
+using vesk_test::address;
+using vesk_test::Expected;
+using vesk_test::HostileCase;
+using vesk_test::kNoReport;
+
+constexpr size_t kHuge = SIZE_MAX;
+constexpr size_t kBeyondBlock = size_t{PTRDIFF_MAX} + 1;
+
+const char *const kNoMemory = ": operation failure: can not perform local memory allocation.";
+const char *const kFault = ": the argument points outside an allocated address space of the process.";
+
+Expected no_memory(int32_t facility, int32_t syserr, const char *what) {
+    return {facility, VESK_E_NOMEM, syserr, 1, std::string(what) + kNoMemory};
+}
+
+Expected zone_null(const char *function) {
+    return {VESK_FAC_ZONE, VESK_E_FAULT, EFAULT, 3,
+            std::string("memman:") + function + "(@zone)" + kFault};
+}
+
+Expected tree_null(const char *param) {
+    return {VESK_FAC_RTBT, VESK_E_FAULT, 0, 1, std::string(param) + kFault};
+}
+
+NuZmalloc *open_zone(uintptr_t granularity, uintptr_t size, VeskErr *e) {
+    return _NuZmallocOpen(nullptr, nullptr, nullptr, granularity, size, e);
+}
+
+// A zone that can be opened but never grown.
+NuZmalloc *zone_without_calloc(VeskErr *e) {
+    static const NuMallocOpv table = {nu_malloc, nullptr, nu_realloc, nu_free};
+    return _NuZmallocOpen(nullptr, &table, nullptr, 4, 8, e);
+}
+
+TEST(Hostile, MemoryRefusesWhatNoMemoryCanHoldAndWhatIsNotThere) {
+    static char user_data[8];
+    NuZmallocUctx_v2 huge_copy{};
+    huge_copy.user_data = user_data;
+    huge_copy.user_data_size = kHuge - 8;  // with the record, wraps to a few bytes
+
+    const NuBtninfo no_compare = {_G_default_btninfo_opv.dup, _G_default_btninfo_opv.retain,
+                                  _G_default_btninfo_opv.release, nullptr, nullptr};
+    const NuBtninfo no_dup = {nullptr, nullptr, nullptr, _G_default_btninfo_opv.compare, nullptr};
+    const NuBtninfo *words = &_G_default_btninfo_opv;
+    static NuRTBT tree;  // initialised in the child, by the call that needs it
+    auto fresh = [] {
+        NuRTBTInit(&tree);
+        return &tree;
+    };
+    auto one_node = [&] {
+        NuRTBTInsert(fresh(), words, 7, 0, nullptr);
+        return &tree;
+    };
+    const int64_t kNoElement = static_cast<int64_t>(NU_RTBT_NOELEMENT);
+
+    const std::vector<HostileCase> cases = {
+        // Zone sizes that wrap: granularity 2^61 made a 16-byte chunk, an
+        // object near SIZE_MAX rounded to 0, the record plus user data wrapped.
+        {"zone granularity 2^61", [](VeskErr *e) { return address(open_zone(uintptr_t{1} << 61, 8, e)); },
+         0, no_memory(VESK_FAC_ZONE, ENOMEM, "@allocator.mm_calloc")},
+        {"zone object size SIZE_MAX-3", [](VeskErr *e) { return address(open_zone(2, kHuge - 3, e)); },
+         0, no_memory(VESK_FAC_ZONE, ENOMEM, "@allocator.mm_calloc")},
+        {"zone chunk above PTRDIFF_MAX", [](VeskErr *e) { return address(open_zone(1, PTRDIFF_MAX, e)); },
+         0, no_memory(VESK_FAC_ZONE, ENOMEM, "@allocator.mm_calloc")},
+        {"zone record plus user data wraps",
+         [&](VeskErr *e) {
+             return address(_NuZmallocOpen_v2(nullptr, nullptr, &huge_copy, 4, 8, e));
+         },
+         0, no_memory(VESK_FAC_ZONE, ENOMEM, "@allocator.mm_alloc")},
+        {"zone in caller's memory with a wrapping user data copy",
+         [&](VeskErr *e) {
+             static NuZmalloc mine;
+             return address(_NuZmallocOpen_v2(&mine, nullptr, &huge_copy, 4, 8, e));
+         },
+         0, no_memory(VESK_FAC_ZONE, ENOMEM, "@allocator.mm_alloc")},
+        {"zone that can't grow",
+         [](VeskErr *e) {
+             NuZmalloc *zone = zone_without_calloc(nullptr);
+             void *object = _NuZmallocGet(zone, e);
+             _NuZmallocClose(zone, 0, nullptr);
+             return address(object);
+         },
+         0, no_memory(VESK_FAC_ZONE, ENOMEM, "@allocator.mm_calloc")},
+        {"get from a null zone", [](VeskErr *e) { return address(_NuZmallocGet(nullptr, e)); }, 0,
+         zone_null("_NuZmallocGet")},
+        {"destroy a null zone", [](VeskErr *e) { return _NuZmallocDestroyDefault(nullptr, 0, e); }, -1,
+         zone_null("_NuZmallocDestroyDefault")},
+        {"null zone and object without a record",
+         [](VeskErr *) {
+             return int64_t{_NuZmallocGranularity(nullptr) == 0 && _NuZmallocHasfreeg(nullptr) == 0 &&
+                            _NuZmallocUctx(nullptr) == nullptr && _NuZmPtrOwner(nullptr) == nullptr &&
+                            _NuZmPtrRetain(nullptr) == -1 && _NuZmPtrRetainValue(nullptr) == -1 &&
+                            _NuZmPtrRelease(nullptr) == -1 && _NuZmallocClose(nullptr, 0, nullptr) == 0};
+         },
+         1, kNoReport},
+
+        // Allocator requests no memory can satisfy: null at once, no exit.
+        {"malloc SIZE_MAX", [](VeskErr *e) { return address(_NuMalloc(kHuge, e)); }, 0,
+         no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_alloc")},
+        {"malloc PTRDIFF_MAX+1", [](VeskErr *e) { return address(_NuMalloc(kBeyondBlock, e)); }, 0,
+         no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_alloc")},
+        {"calloc count x size wraps", [](VeskErr *e) { return address(_NuMcalloc(kHuge / 2, 4, e)); },
+         0, no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_calloc")},
+        {"calloc product above PTRDIFF_MAX",
+         [](VeskErr *e) { return address(_NuMcalloc(2, PTRDIFF_MAX, e)); }, 0,
+         no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_calloc")},
+        {"realloc SIZE_MAX keeps the block",
+         [](VeskErr *e) {
+             auto *block = static_cast<char *>(NuMalloc(4));
+             std::memcpy(block, "abc", 4);
+             const bool refused = _NuMrealloc(block, kHuge, e) == nullptr;
+             const bool kept = std::memcmp(block, "abc", 4) == 0;
+             NuMfree(block);
+             return int64_t{refused && kept};
+         },
+         1, no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_realloc")},
+        {"silent tier passes null on",
+         [](VeskErr *) {
+             return int64_t{NuMalloc(kHuge) == nullptr && NuMcalloc(kHuge, kHuge) == nullptr &&
+                            NuMrealloc(nullptr, kBeyondBlock) == nullptr};
+         },
+         1, kNoReport},
+
+        // Trees: null tree, table, comparison, node, function.
+        {"find in a null tree", [&](VeskErr *e) { return address(NuRTBTFind(nullptr, words, 1, e)); },
+         0, tree_null("@tree")},
+        {"find with a null table", [&](VeskErr *e) { return address(NuRTBTFind(fresh(), nullptr, 1, e)); },
+         0, tree_null("@btninfo")},
+        {"find without a comparison",
+         [&](VeskErr *e) { return address(NuRTBTFind(one_node(), &no_compare, 7, e)); }, 0,
+         tree_null("@btninfo")},
+        {"insert into a null tree",
+         [&](VeskErr *e) { return address(NuRTBTInsert(nullptr, words, 1, 0, e)); }, 0,
+         tree_null("@tree")},
+        {"balanced insert with a null table",
+         [&](VeskErr *e) { return address(NuRTBTInsert_b(fresh(), nullptr, 1, 0, e)); }, 0,
+         tree_null("@btninfo")},
+        {"insert an element with a table without dup",
+         [&](VeskErr *e) {
+             const bool refused = NuRTBTInsert(fresh(), &no_dup, 5, 0, e) == nullptr;
+             return int64_t{refused && tree.root == nullptr};
+         },
+         1, tree_null("@btninfo")},
+        {"insert a null node", [&](VeskErr *e) { return address(NuRTBTInsnode(fresh(), words, nullptr, 0, e)); },
+         0, tree_null("@node")},
+        {"balanced insert of a null node",
+         [&](VeskErr *e) {
+             const bool refused = NuRTBTInsnode_b(one_node(), words, nullptr, 1, e) == nullptr;
+             return int64_t{refused && tree.count == 1};
+         },
+         1, tree_null("@node")},
+        {"delete from a null tree", [&](VeskErr *e) { return NuRTBTDelete(nullptr, words, 1, e); }, -1,
+         tree_null("@tree")},
+        {"remove from a null tree",
+         [&](VeskErr *e) { return static_cast<int64_t>(NuRTBTRemove(nullptr, words, 1, e)); },
+         kNoElement, tree_null("@tree")},
+        {"walk a null tree", [](VeskErr *e) { return NuBTWalk(nullptr, nullptr, 0, nullptr, nullptr, e); },
+         -1, tree_null("@tree")},
+        {"walk without a function",
+         [&](VeskErr *e) { return NuBTWalk(one_node(), nullptr, NU_BTWALK_INORDER, nullptr, nullptr, e); },
+         -1, tree_null("@function")},
+        {"copy into a null tree", [&](VeskErr *e) { return NuRTBTInit_cp(nullptr, one_node(), words, e); },
+         -1, tree_null("@tree")},
+        {"copy with a null table",
+         [&](VeskErr *e) {
+             static NuRTBT copy;
+             return NuRTBTInit_cp(&copy, one_node(), nullptr, e);
+         },
+         -1, tree_null("@btninfo")},
+        {"link level refuses without a report",
+         [&](VeskErr *) {
+             NuRTBTNode node{};
+             return int64_t{_NuRTBTLinknode(nullptr, words, &node, 0, nullptr, nullptr) == -1 &&
+                            _NuRTBTLinknode_b(fresh(), words, nullptr, 0, nullptr, nullptr) == -1 &&
+                            _NuRTBTLinknode_b(fresh(), nullptr, &node, 0, nullptr, nullptr) == -1 &&
+                            _NuRTBTUnlinknode(nullptr, words, 1, nullptr, nullptr) == nullptr &&
+                            _NuRTBTUnlinknode_b(one_node(), &no_compare, 7, nullptr, nullptr) == nullptr &&
+                            tree.count == 1};
+         },
+         1, kNoReport},
+        {"heads without a record",
+         [&](VeskErr *) {
+             NuRTBTDestroy(nullptr, words);
+             NuRTBTFree(nullptr, words);
+             NuRTBTDump(nullptr, words, &tree);
+             NuRTBTDump(one_node(), nullptr, &tree);
+             return int64_t{NuRTBTInit(nullptr) == -1 && NuRTBTInit_mv(nullptr, &tree) == -1 &&
+                            NuRTBTInit_mv(&tree, nullptr) == -1};
+         },
+         1, kNoReport},
+    };
+    vesk_test::run_cases(cases);
+}
+
+}  // namespace

@@ -3,7 +3,10 @@
 // The last node's thread points at the head, so a head is tied to its
 // address: moving it is re-threading, and a destroyed head is all zeros
 // (self included) until it is initialised again.
+#include <cerrno>
+
 #include "memory/rtbt.hpp"
+#include "memory/rtbt_stack.hpp"
 
 using namespace vesk::rtbt;
 
@@ -13,27 +16,39 @@ void init_head(NuRTBT *tree) { *tree = NuRTBT{nullptr, tree, 0, 0}; }
 
 bool has_right_child(const NuRTBTNode *n) { return !right_is_thread(n) && n->right != nullptr; }
 
-// Copies the subtree under `src` in pre-order as the `dir` child of `parent`.
-// Each node is attached where its source stands rather than where a descent
-// would put it, so the copy keeps the shape, the balance factors and the order
-// of equal elements exactly; dup runs once per element, in pre-order.
-bool copy_subtree(NuRTBT *tree, const NuBtninfo *btninfo, const NuRTBTNode *src,
-                  NuRTBTNode *parent, Dir dir, VeskErr *status) {
+// Copies the tree under `root` in pre-order as the left child of the copy's
+// head. Each node is attached where its source stands rather than where a
+// descent would put it, so the copy keeps the shape, the balance factors and
+// the order of equal elements exactly; dup runs once per element, in
+// pre-order. The right children still to copy wait on a stack of their own,
+// so a deep source costs heap, not the thread's stack.
+bool copy_tree(NuRTBT *tree, const NuBtninfo *btninfo, const NuRTBTNode *root, VeskErr *status) {
+    struct Pending {
+        const NuRTBTNode *src;
+        NuRTBTNode *parent;
+        Dir dir;
+    };
+    WalkStack<Pending> stack;
+    Pending p{root, head_node(tree), kLeft};
     for (;;) {
-        NuRTBTNode *const node = make_element_node(btninfo, src->data, status);
+        NuRTBTNode *const node = make_element_node(btninfo, p.src->data, status);
         if (node == nullptr)
             return false;
-        attach(tree, parent, dir, node, {});
-        set_flag(node, src->flags & NU_RTBT_BALANCE);
+        attach(tree, p.parent, p.dir, node, {});
+        set_flag(node, p.src->flags & NU_RTBT_BALANCE);
         ++tree->count;
-        if (const NuRTBTNode *l = left_child(src);
-            l != nullptr && !copy_subtree(tree, btninfo, l, node, kLeft, status))
+        if (has_right_child(p.src) && !stack.push({p.src->right, node, kRight})) {
+            VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RTBT, VESK_E_NOMEM, ENOMEM, 1,
+                      "@walk.stack");
             return false;
-        if (!has_right_child(src))
+        }
+        if (const NuRTBTNode *l = left_child(p.src)) {
+            p = {l, node, kLeft};
+        } else if (stack.empty()) {
             return true;
-        src = src->right;  // the right spine is a loop, not a recursion
-        parent = node;
-        dir = kRight;
+        } else {
+            p = stack.pop();
+        }
     }
 }
 
@@ -97,7 +112,7 @@ VESK_API int64_t NuRTBTInit_cp(NuRTBT *tree, const NuRTBT *source, const NuBtnin
         report_null(status, "@btninfo");
         return -1;
     }
-    if (!copy_subtree(tree, btninfo, source->root, head_node(tree), kLeft, status)) {
+    if (!copy_tree(tree, btninfo, source->root, status)) {
         NuRTBTDestroy(tree, btninfo);
         return -1;
     }

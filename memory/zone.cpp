@@ -411,6 +411,12 @@ VESK_API intptr_t _NuZmPtrRelease(void *object) {
     if (object == nullptr)
         return kNoObject;
     Granule *g = granule_of(object);
+    // An object already given back (count 0, on the free stack) is not
+    // released again: its link word is the free stack's now, not its zone,
+    // and -1 would mark the granule as never used, so that its next get would
+    // run once_init a second time.
+    if (count_of(g).load(std::memory_order_acquire) <= 0)
+        return kNoObject;
     auto *z = static_cast<NuZmalloc *>(g->link);
     const NuZmallocHook fini = z->uctx.release_fini;
     bool last = false;

@@ -677,4 +677,54 @@ TEST_F(WordTree, DumpCallSequence) {
     EXPECT_EQ(calls, (Calls{{4, 0}, {6, 1}, {0, 2}, {5, 2}, {0, 3}, {0, 3}, {2, 1}, {0, 2}, {0, 2}}));
 }
 
+// A tree linked by hand can be as deep as it has nodes: a left chain of 300,000
+// would need tens of megabytes of the thread's stack if the walks, the dump or
+// the copy recursed. Each must visit every node, in its order.
+TEST(DeepTree, WalksDumpAndCopyDoNotGrowTheThreadsStack) {
+    constexpr uintptr_t kDepth = 300000;
+    std::vector<NuRTBTNode> chain(kDepth);
+    NuRTBT tree;
+    NuRTBTInit(&tree);
+    for (uintptr_t i = 0; i < kDepth; ++i) {  // keys kDepth..1 down the left side
+        NuRTBTNode &n = chain[i];
+        n.data = kDepth - i;
+        n.left = i + 1 < kDepth ? &chain[i + 1] : nullptr;
+        n.right = i == 0 ? reinterpret_cast<NuRTBTNode *>(&tree) : &chain[i - 1];
+        n.flags = uint16_t(NU_RTBT_RTHREAD | (i == 0 ? NU_RTBT_LAST : 0) |
+                           (i + 1 == kDepth ? NU_RTBT_FIRST : 0));
+    }
+    tree.root = &chain[0];
+    tree.count = kDepth;
+
+    struct Seen {
+        uintptr_t count = 0, previous = 0;
+        bool ascending = true;
+    };
+    auto visit = [](uintptr_t e, void *seen, void *, VeskErr *) -> int64_t {
+        auto *s = static_cast<Seen *>(seen);
+        s->ascending = s->ascending && e > s->previous;
+        s->previous = e;
+        return int64_t(++s->count);
+    };
+    for (int order : {NU_BTWALK_PREORDER, NU_BTWALK_INORDER, NU_BTWALK_POSTORDER}) {
+        Seen seen;
+        EXPECT_EQ(NuBTWalk(&tree, &seen, order, visit, nullptr, nullptr), int64_t(kDepth));
+        EXPECT_EQ(seen.count, kDepth);
+        EXPECT_EQ(seen.ascending, order != NU_BTWALK_PREORDER) << "order " << order;
+    }
+    NuBtninfo table = _G_default_btninfo_opv;
+    static uintptr_t dumped;
+    dumped = 0;
+    table.dump = [](void *, uintptr_t element, int32_t) { dumped += element != 0; };
+    NuRTBTDump(&tree, &table, &dumped);
+    EXPECT_EQ(dumped, kDepth);
+
+    NuRTBT copy;
+    ASSERT_EQ(NuRTBTInit_cp(&copy, &tree, &_G_default_btninfo_opv, nullptr), 1);
+    Seen in_copy;
+    EXPECT_EQ(NuBTWalk(&copy, &in_copy, NU_BTWALK_INORDER, visit, nullptr, nullptr), int64_t(kDepth));
+    EXPECT_TRUE(in_copy.ascending && copy.count == kDepth);
+    NuRTBTDestroy(&copy, &_G_default_btninfo_opv);
+}
+
 }  // namespace

@@ -79,6 +79,8 @@ TEST(Zone, HooksRunAtTheirMomentsAndRetainsDelayTheRelease) {
     EXPECT_EQ(h.release_fini, 0) << "still referenced";
     EXPECT_EQ(_NuZmPtrRelease(a), 0);
     EXPECT_EQ(h.release_fini, 1);
+    EXPECT_EQ(_NuZmPtrRelease(a), -1) << "a second release of a free object is refused";
+    EXPECT_EQ(h.release_fini, 1);
     EXPECT_EQ(_NuZmallocGet(z, nullptr), a);
     EXPECT_EQ(h.once_init, 1) << "once per granule";
     EXPECT_EQ(h.get_init, 2) << "at every get";

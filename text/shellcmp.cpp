@@ -22,42 +22,38 @@ namespace {
 using vesk::text::ShellRules;
 using vesk::text::value_of;
 
+static_assert(ShellRules<char>::kMalformed == NU_SHELLCMP_MALFORMED);
+
 // The result of the walk when nothing matched: "?" passes over one character
 // when it can, "*" over all it can, and a list takes its first fitting
-// element, as their last tries do.
+// element, as their last tries do. Beside a star, a "?" moves nothing the
+// star doesn't pass anyway.
 template <class Unit>
-int32_t last_try(const ShellRules<Unit> &rules, const Unit *t, const Unit *p) {
+int32_t last_try(const ShellRules<Unit> rules, const Unit *t, const Unit *p) {
+    using Rules = ShellRules<Unit>;
     for (;;) {
-        switch (*p) {
-        case '?':
-            if (p[1] != '*' && rules.passable(*t))
-                ++t;
-            if (p[1] == 0)
-                return static_cast<int32_t>(value_of(*t));
-            ++p;
-            continue;
-        case '*':
-            p = ShellRules<Unit>::skip_wildcards(p);
-            t = rules.skip_passable(t);
+        if (Rules::is_wildcard(*p)) {
+            const auto run = Rules::wildcard_run(p);
+            t = run.star ? rules.skip_passable(t) : rules.pass_up_to(t, run.length);
+            p = run.end;
             if (*p == 0)
                 return static_cast<int32_t>(value_of(*t));
             continue;
-        case '{': {
-            const auto list = ShellRules<Unit>::pick(t, p + 1);
+        }
+        if (*p == '{') {
+            const auto list = Rules::pick(t, p + 1);
             if (list.rest == nullptr)
                 return list.result;
             t += list.taken;
             p = list.rest;
             continue;
         }
-        default:
-            if (*t != *p)
-                return ShellRules<Unit>::difference(*t, *p);
-            if (*p == 0)
-                return 0;
-            ++t;
-            ++p;
-        }
+        if (*t != *p)
+            return Rules::difference(*t, *p);
+        if (*p == 0)
+            return 0;
+        ++t;
+        ++p;
     }
 }
 

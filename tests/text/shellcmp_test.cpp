@@ -75,6 +75,21 @@ TEST(ShellCompare, SameResultsWhereverInTheTextTheMatchLies) {
             }
 }
 
+// Shapes where moving only the latest wildcard is not enough: a list between
+// a star and a star (a later start can end the list earlier), "?" behind
+// another wildcard, "?" that runs out where an earlier star could move.
+TEST(ShellCompare, SameResultsWhereTheLatestWildcardIsNotEnough) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"abcd", "*{abcd,b}*d"}, {"xabcdy", "x*{abcd,b}*d?"}, {"aaxb", "*a?b"},
+        {"abxc", "a?b?c"},       {"axbc", "a?b?c"},         {"a.b", "?*.b"},
+        {"aab", "??b"},          {"ab.ab", "*.?b"},         {"abab", "{a,ab}*?b"},
+    };
+    for (const auto &[text, pattern] : cases) {
+        expect_as_reference(std::string(text), std::string(pattern));
+        expect_as_reference(std::string(text) + "z", std::string(pattern));
+    }
+}
+
 TEST(ShellCompare, AdversarialFamiliesAgreeWhileTheWalkStillFinishes) {
     auto repeat = [](const std::string &piece, size_t times) {
         std::string s;

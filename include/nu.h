@@ -556,10 +556,11 @@ VESK_API int32_t NuWLevenshtein(const char16_t *s1, int64_t n1, const char16_t *
  * pattern unit, or the text unit a trailing wildcard stopped at); a
  * malformed list gives NU_SHELLCMP_MALFORMED. With `dots` set, wildcards
  * don't match a period. A null text or pattern reads as empty. Time is at
- * most text length x pattern length, the stack is fixed; patterns with a
- * bare "?" or a list over texts of 4096 units or more take a block of a
- * quarter of the text's length in bytes from the C heap, and if it can't be
- * had, the answer is NU_SHELLCMP_MALFORMED. */
+ * most text length x pattern length, the stack is fixed. A run of "?" behind
+ * another wildcard, or a list between a wildcard and a later star, over a
+ * text of 4096 units or more takes a block of a quarter of the text's length
+ * in bytes from the C heap; if it can't be had, the answer is
+ * NU_SHELLCMP_MALFORMED. */
 #define NU_SHELLCMP_MALFORMED ((int32_t)0x8FFFFFFF)
 VESK_API int32_t strshellcmp3(const char *text, const char *pattern, int32_t dots);
 VESK_API int32_t wcsshellcmp3(const char16_t *text, const char16_t *pattern, int32_t dots);

@@ -328,7 +328,9 @@ public:
 
     template <class Unit>
     void pass_literal(const Unit *t, size_t n, const Unit *literal, size_t length) {
-        reached_ = literal_places(reached_, 0, t, n, literal, length) << length;
+        // Nothing kept when the literal is longer than the word.
+        const uint64_t kept = literal_places(reached_, 0, t, n, literal, length);
+        reached_ = kept == 0 ? 0 : kept << length;
     }
 
     template <class Advance>

@@ -88,6 +88,8 @@ TEST(ShellCompare, SameResultsWhereTheLatestWildcardIsNotEnough) {
         expect_as_reference(std::string(text), std::string(pattern));
         expect_as_reference(std::string(text) + "z", std::string(pattern));
     }
+    // A literal longer than a word of positions, behind the hand-over.
+    expect_as_reference(std::string("ab"), "*a?" + std::string(70, 'x'));
 }
 
 TEST(ShellCompare, AdversarialFamiliesAgreeWhileTheWalkStillFinishes) {

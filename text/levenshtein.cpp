@@ -9,6 +9,7 @@
 //  - ENOMEM: the rows could not be had.
 // Entries that would pass INT32_MAX are held at a mark one above it: with
 // costs of at most INT32_MAX, no sum of an entry and a cost leaves 32 bits.
+// Where no entry can reach the mark, nothing is held.
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -64,10 +65,12 @@ bool fits_without_mark(size_t n1, size_t n2, int32_t ins, int32_t rep, int32_t d
            !__builtin_add_overflow(bound, widest, &bound) && bound < kTooFar;
 }
 
-// a + b, held at the mark. Both are at most 2^31, so the sum fits 32 bits.
+// An entry, held at the mark. Entries are at most the mark (2^31) and costs
+// below it, so every sum of an entry and a cost is exact in 32 bits, and the
+// smallest of three sums can be held once.
 template <bool kHeld>
-uint32_t plus(uint32_t a, uint32_t b) {
-    return kHeld ? std::min(a + b, kTooFar) : a + b;
+uint32_t held(uint32_t entry) {
+    return kHeld ? std::min(entry, kTooFar) : entry;
 }
 
 template <bool kHeld, class Unit>
@@ -75,14 +78,13 @@ uint32_t fill_rows(const Unit *s1, size_t n1, const Unit *s2, size_t n2, uint32_
                    uint32_t rep, uint32_t del, uint32_t *old_row, uint32_t *new_row) {
     old_row[0] = 0;
     for (size_t j = 0; j < n2; ++j)
-        old_row[j + 1] = plus<kHeld>(old_row[j], ins);
+        old_row[j + 1] = held<kHeld>(old_row[j] + ins);
     for (size_t i = 0; i < n1; ++i) {
-        new_row[0] = plus<kHeld>(old_row[0], del);
+        new_row[0] = held<kHeld>(old_row[0] + del);
         for (size_t j = 0; j < n2; ++j) {
             const uint32_t change = s1[i] == s2[j] ? 0 : rep;
-            new_row[j + 1] = std::min({plus<kHeld>(old_row[j], change),
-                                       plus<kHeld>(old_row[j + 1], del),
-                                       plus<kHeld>(new_row[j], ins)});
+            new_row[j + 1] = held<kHeld>(
+                std::min({old_row[j] + change, old_row[j + 1] + del, new_row[j] + ins}));
         }
         std::swap(old_row, new_row);
     }

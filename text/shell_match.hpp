@@ -180,16 +180,15 @@ struct Handover {
     const Unit *t, *p;
 };
 
-// The scan. It keeps only the most recent wildcard, which takes one more
-// character at each mismatch behind it: a star as long as it can, a run of r
-// bare "?" at most r times, and only as the pattern's first wildcard (with
-// no star before it to move, a "?" that runs out of characters has nothing
-// to fall back on, and a later run of "?" could not catch up on an earlier
-// star's moves). Lists take one way or none, like a character, except between
-// a wildcard and a star. Nothing where these rules don't reach, with `from`
-// set.
+// The scan keeps only the latest wildcard and, at a mismatch behind it, lets
+// it take one more character: a star while it can, a run of r bare "?" up to
+// r times. A run of bare "?" may only be the pattern's first wildcard: behind
+// another one, running out would have to send the earlier one on, which the
+// scan no longer knows. A list takes one way or none, like a character,
+// except between a wildcard and a later star. Where these rules don't reach,
+// the answer is empty and `from` says where the general pass takes over.
 template <class Unit>
-std::optional<bool> scan_stars(const ShellRules<Unit> rules, const Unit *t, const Unit *p,
+std::optional<bool> scan_latest_wildcard(const ShellRules<Unit> rules, const Unit *t, const Unit *p,
                                Handover<Unit> &from) {
     using Rules = ShellRules<Unit>;
     constexpr size_t kUnbounded = SIZE_MAX;
@@ -534,7 +533,7 @@ Verdict carry_positions(const ShellRules<Unit> rules, const Unit *t, const Unit 
 template <class Unit>
 Verdict shell_matches(const ShellRules<Unit> rules, const Unit *t, const Unit *p) {
     Handover<Unit> from{};
-    if (const auto matched = scan_stars(rules, t, p, from))
+    if (const auto matched = scan_latest_wildcard(rules, t, p, from))
         return *matched ? Verdict::match : Verdict::no_match;
     return carry_positions(rules, from.t, from.p);
 }

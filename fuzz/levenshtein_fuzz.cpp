@@ -25,10 +25,11 @@ int64_t full_matrix(const std::u16string &a, const std::u16string &b, int64_t in
     const size_t w = b.size() + 1;
     for (size_t i = 0; i <= a.size(); ++i)
         for (size_t j = 0; j <= b.size(); ++j)
-            d[i * w + j] = i == 0   ? int64_t(j) * ins
-                           : j == 0 ? int64_t(i) * del
-                                    : std::min({d[(i - 1) * w + j - 1] + (a[i - 1] == b[j - 1] ? 0 : rep),
-                                                d[(i - 1) * w + j] + del, d[i * w + j - 1] + ins});
+            d[i * w + j] =
+                i == 0   ? int64_t(j) * ins
+                : j == 0 ? int64_t(i) * del
+                         : std::min({d[(i - 1) * w + j - 1] + (a[i - 1] == b[j - 1] ? 0 : rep),
+                                     d[(i - 1) * w + j] + del, d[i * w + j - 1] + ins});
     return d.back();
 }
 
@@ -55,7 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     int32_t costs[3];
     for (int k = 0; k < 3; ++k) {
         const int32_t raw = read32(data + 4 * k);
-        costs[k] = (flags >> k & 1) != 0 ? raw : static_cast<int32_t>(static_cast<uint32_t>(raw) % 8);
+        costs[k] =
+            (flags >> k & 1) != 0 ? raw : static_cast<int32_t>(static_cast<uint32_t>(raw) % 8);
     }
     const auto *rest = reinterpret_cast<const char *>(data + 13);
     const size_t left = size - 13;
@@ -67,10 +69,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::u16string w1(s1.begin(), s1.end()), w2(s2.begin(), s2.end());
     const auto [ins, rep, del] = costs;
     errno = 0;
-    const int32_t narrow = NuLevenshtein(s1.data(), int64_t(s1.size()), s2.data(), int64_t(s2.size()), ins, rep, del);
+    const int32_t narrow =
+        NuLevenshtein(s1.data(), int64_t(s1.size()), s2.data(), int64_t(s2.size()), ins, rep, del);
     const int narrow_errno = errno;
     errno = 0;
-    const int32_t wide = NuWLevenshtein(w1.data(), int64_t(w1.size()), w2.data(), int64_t(w2.size()), ins, rep, del);
+    const int32_t wide =
+        NuWLevenshtein(w1.data(), int64_t(w1.size()), w2.data(), int64_t(w2.size()), ins, rep, del);
     if (wide != narrow || errno != narrow_errno)
         fail("8-bit and 16-bit differ", wide, narrow, errno);
     if (ins < 0 || rep < 0 || del < 0) {

@@ -22,19 +22,23 @@ constexpr long kBudget = 200'000;
 
 // Bytes from 0xF0 up become units at the top of the 16-bit range, which no
 // byte can be, so that differences are checked unsigned at full width.
-char16_t widen(unsigned char b) { return b < 0xF0 ? b : static_cast<char16_t>(0xFF00 | b); }
+char16_t widen(unsigned char b) {
+    return b < 0xF0 ? b : static_cast<char16_t>(0xFF00 | b);
+}
 
 template <class Unit>
 void print(const char *what, const std::basic_string<Unit> &s) {
     std::fprintf(stderr, "%s (%zu units):", what, s.size());
     for (Unit u : s)
-        std::fprintf(stderr, " %X", static_cast<unsigned>(static_cast<std::make_unsigned_t<Unit>>(u)));
+        std::fprintf(stderr, " %X",
+                     static_cast<unsigned>(static_cast<std::make_unsigned_t<Unit>>(u)));
     std::fprintf(stderr, "\n");
 }
 
 template <class Unit>
 void check(const std::basic_string<Unit> &text, const std::basic_string<Unit> &pattern, bool dots) {
-    const auto want = vesk_reference::ShellReference<Unit>(dots, kBudget).compare(text.c_str(), pattern.c_str());
+    const auto want =
+        vesk_reference::ShellReference<Unit>(dots, kBudget).compare(text.c_str(), pattern.c_str());
     if (!want)
         return;
     int32_t got = 0;

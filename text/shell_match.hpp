@@ -189,7 +189,7 @@ struct Handover {
 // the answer is empty and `from` says where the general pass takes over.
 template <class Unit>
 std::optional<bool> scan_latest_wildcard(const ShellRules<Unit> rules, const Unit *t, const Unit *p,
-                               Handover<Unit> &from) {
+                                         Handover<Unit> &from) {
     using Rules = ShellRules<Unit>;
     constexpr size_t kUnbounded = SIZE_MAX;
     // The latest wildcard: where its run starts and ends, where it was
@@ -201,7 +201,8 @@ std::optional<bool> scan_latest_wildcard(const ShellRules<Unit> rules, const Uni
         if (Rules::is_wildcard(*p)) {
             const auto run = Rules::wildcard_run(p);
             if (run.star ? list_behind_wildcard : wild_run != nullptr) {
-                from = wild_run != nullptr ? Handover<Unit>{wild_first, wild_run} : Handover<Unit>{t, p};
+                from = wild_run != nullptr ? Handover<Unit>{wild_first, wild_run}
+                                           : Handover<Unit>{t, p};
                 return std::nullopt;
             }
             if (*run.end == 0)
@@ -283,7 +284,8 @@ uint64_t places_of(Unit c, const Unit *t, size_t count) {
 // first unit go first, all at once.
 template <class Unit>
 [[gnu::always_inline]] inline uint64_t literal_places(uint64_t bits, size_t base, const Unit *t,
-                                                   size_t n, const Unit *literal, size_t length) {
+                                                      size_t n, const Unit *literal,
+                                                      size_t length) {
     const uint64_t past_first = bits & (bits - 1);
     if ((past_first & (past_first - 1)) != 0)  // three or more
         bits &= places_of(literal[0], t + base, std::min(kWordBits, n + 1 - base));

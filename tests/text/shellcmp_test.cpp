@@ -26,7 +26,8 @@ int32_t compare(const std::basic_string<Unit> &t, const std::basic_string<Unit> 
 template <class Unit>
 void expect_as_reference(const std::basic_string<Unit> &t, const std::basic_string<Unit> &p) {
     for (const bool dots : {false, true}) {
-        const auto want = vesk_reference::ShellReference<Unit>(dots, 1'000'000).compare(t.c_str(), p.c_str());
+        const auto want =
+            vesk_reference::ShellReference<Unit>(dots, 1'000'000).compare(t.c_str(), p.c_str());
         if (!want)
             continue;
         ASSERT_EQ(compare(t, p, dots), *want)
@@ -81,8 +82,8 @@ TEST(ShellCompare, SameResultsWhereverInTheTextTheMatchLies) {
 TEST(ShellCompare, SameResultsWhereTheLatestWildcardIsNotEnough) {
     const std::pair<const char *, const char *> cases[] = {
         {"abcd", "*{abcd,b}*d"}, {"xabcdy", "x*{abcd,b}*d?"}, {"aaxb", "*a?b"},
-        {"abxc", "a?b?c"},       {"axbc", "a?b?c"},         {"a.b", "?*.b"},
-        {"aab", "??b"},          {"ab.ab", "*.?b"},         {"abab", "{a,ab}*?b"},
+        {"abxc", "a?b?c"},       {"axbc", "a?b?c"},           {"a.b", "?*.b"},
+        {"aab", "??b"},          {"ab.ab", "*.?b"},           {"abab", "{a,ab}*?b"},
     };
     for (const auto &[text, pattern] : cases) {
         expect_as_reference(std::string(text), std::string(pattern));

@@ -607,22 +607,35 @@ VESK_API int32_t msleep(uint32_t milliseconds);
 /* Hashes, edit distance, shell patterns, case tables                        */
 /* ------------------------------------------------------------------------ */
 
-/* The ELF hash, from 0; 0 for null or empty input. */
+/* The ELF hash, from 0; 0 for null or empty input, and for a span that would
+ * run past the end of the address space. */
 VESK_API uint32_t NuBhash(const void *data, size_t length);
 VESK_API uint32_t NuStrhash(const char *string);
 VESK_API uint32_t NuStrnhash(const char *string, size_t maximum);
 VESK_API uint32_t NuWcshash(const char16_t *string);
 
-/* Weighted edit distance; a length of -1 means "up to the terminator".
- * -1 when the rows could not be allocated. */
+/* Weighted edit distance; a length of -1 means "up to the terminator", one
+ * below -1 counts as 0, and a null string with -1 or 0 is empty. The distance
+ * is 0 to INT32_MAX. -1 when it can't be given, with errno set: EINVAL for a
+ * negative cost, a null string with a length above 0 or a length whose span
+ * runs past the end of the address space; EOVERFLOW for a distance above
+ * INT32_MAX; ENOMEM when the rows (8 bytes per unit of s2, past 511 units
+ * from the C heap) can't be had. There is no status record to report to. */
 VESK_API int32_t NuLevenshtein(const char *s1, int64_t n1, const char *s2, int64_t n2,
                                int32_t insert_cost, int32_t replace_cost, int32_t delete_cost);
 VESK_API int32_t NuWLevenshtein(const char16_t *s1, int64_t n1, const char16_t *s2, int64_t n2,
                                 int32_t insert_cost, int32_t replace_cost, int32_t delete_cost);
 
 /* Shell pattern compare with "*", "?" (one character or none) and "{a,b}":
- * 0 on a match; a malformed list gives NU_SHELLCMP_MALFORMED. With `dots`
- * set, wildcards don't match a period. */
+ * 0 on a match, else the result of the failing comparison (text unit minus
+ * pattern unit, or the text unit a trailing wildcard stopped at); a
+ * malformed list gives NU_SHELLCMP_MALFORMED. With `dots` set, wildcards
+ * don't match a period. A null text or pattern reads as empty. Time is at
+ * most text length x pattern length, the stack is fixed. A run of "?" behind
+ * another wildcard, or a list between a wildcard and a later star, over a
+ * text of 4096 units or more takes a block of a quarter of the text's length
+ * in bytes from the C heap; if it can't be had, the answer is
+ * NU_SHELLCMP_MALFORMED. */
 #define NU_SHELLCMP_MALFORMED ((int32_t)0x8FFFFFFF)
 VESK_API int32_t strshellcmp3(const char *text, const char *pattern, int32_t dots);
 VESK_API int32_t wcsshellcmp3(const char16_t *text, const char16_t *pattern, int32_t dots);

@@ -30,7 +30,10 @@ extern "C" {
 
 VESK_API uint32_t NuBhash(const void *data, size_t length) {
     uint32_t h = 0;
-    if (data == nullptr)
+    // No object runs past the end of the address space: a span that would
+    // (a length computed as a negative number, say) is no data at all.
+    uintptr_t end = 0;
+    if (data == nullptr || __builtin_add_overflow(reinterpret_cast<uintptr_t>(data), length, &end))
         return 0;
     const auto *bytes = static_cast<const unsigned char *>(data);
     for (size_t i = 0; i < length; ++i)

@@ -1,144 +1,89 @@
 // Shell-style pattern compare: "*", "?" (one character or none) and "{a,b}"
 // lists, with an order-giving result at a plain mismatch as strcmp gives.
 // With `dots` set, the wildcards stop at a period, so that a name is matched
-// component by component. Recursion happens only at wildcards.
+// component by component.
+//
+// The rules are those of a backtracking walk: "?" tries "none" and then "one",
+// "*" tries every length in turn, and a failing wildcard answers with the
+// result of its last try. Walked that way, the time grows exponentially with
+// the wildcards and the stack with the pattern. Here the answer comes in two
+// parts that never recurse:
+//  - whether the text matches at all, found by a forward pass in at most
+//    text length x pattern length steps (shell_match.hpp);
+//  - when it doesn't, the number to return. Every try failed then, so each
+//    wildcard answered with its last try, and following the last choice at
+//    every wildcard, once, lands on the very comparison the walk ended with.
 #include "nu.h"
+#include "shell_match.hpp"
 #include "units.hpp"
 
 namespace {
 
+using vesk::text::ShellRules;
 using vesk::text::value_of;
 
+static_assert(ShellRules<char>::kMalformed == NU_SHELLCMP_MALFORMED);
+
+// The result of the walk when nothing matched: "?" passes over one character
+// when it can, "*" over all it can, and a list takes its first fitting
+// element, as their last tries do. Beside a star, a "?" moves nothing the
+// star doesn't pass anyway.
 template <class Unit>
-struct Shell {
-    bool dots;
-
-    // A wildcard may pass over this character.
-    bool passable(const Unit *t) const { return *t != 0 && !(dots && *t == '.'); }
-
-    static int32_t difference(Unit a, Unit b) {
-        return static_cast<int32_t>(value_of(a)) - static_cast<int32_t>(value_of(b));
-    }
-
-    // strncmp over `n` units, stopping at the text's end.
-    static int32_t compare_n(const Unit *t, const Unit *p, size_t n) {
-        for (size_t i = 0; i < n; ++i) {
-            if (t[i] != p[i] || t[i] == 0)
-                return difference(t[i], p[i]);
+int32_t last_try(const ShellRules<Unit> rules, const Unit *t, const Unit *p) {
+    using Rules = ShellRules<Unit>;
+    for (;;) {
+        if (Rules::is_wildcard(*p)) {
+            const auto run = Rules::wildcard_run(p);
+            t = run.star ? rules.skip_passable(t) : rules.pass_up_to(t, run.length);
+            p = run.end;
+            if (*p == 0)
+                return static_cast<int32_t>(value_of(*t));
+            continue;
         }
+        if (*p == '{') {
+            const auto list = Rules::pick(t, p + 1);
+            if (list.rest == nullptr)
+                return list.result;
+            t += list.taken;
+            p = list.rest;
+            continue;
+        }
+        if (*t != *p)
+            return Rules::difference(*t, *p);
+        if (*p == 0)
+            return 0;
+        ++t;
+        ++p;
+    }
+}
+
+template <class Unit>
+int32_t shell_compare(const Unit *text, const Unit *pattern, int32_t dots) {
+    static constexpr Unit kEmpty[1] = {0};
+    const Unit *t = text != nullptr ? text : kEmpty;
+    const Unit *p = pattern != nullptr ? pattern : kEmpty;
+    const ShellRules<Unit> rules{dots != 0};
+    switch (vesk::text::shell_matches(rules, t, p)) {
+    case vesk::text::Verdict::match:
         return 0;
+    case vesk::text::Verdict::no_match:
+        return last_try(rules, t, p);
+    case vesk::text::Verdict::no_memory:
+        break;
     }
-
-    // The end of a list element starting at q: the ',' or '}' behind it, or
-    // null when the pattern ends first. A backslash takes the next unit along.
-    static const Unit *element_end(const Unit *q) {
-        for (; *q != ',' && *q != '}'; ++q) {
-            if (*q == 0)
-                return nullptr;
-            if (*q == '\\' && *++q == 0)
-                return nullptr;
-        }
-        return q;
-    }
-
-    int32_t match(const Unit *t, const Unit *p) const {
-        for (;;) {
-            switch (*p) {
-            case '?':
-                if (p[1] == '*') {
-                    ++p;
-                    continue;
-                }
-                return question(t, p + 1);
-            case '*':
-                return star(t, p);
-            case '{': {
-                const Unit *rest = nullptr;
-                const int32_t r = alternatives(t, p + 1, rest);
-                if (rest == nullptr)
-                    return r;
-                p = rest;
-                continue;
-            }
-            default:
-                if (*t != *p)
-                    return difference(*t, *p);
-                if (*p == 0)
-                    return 0;
-                ++t;
-                ++p;
-            }
-        }
-    }
-
-    // "?" matches one character or none; `p` is the pattern behind it.
-    int32_t question(const Unit *t, const Unit *p) const {
-        if (*p == 0) {
-            if (passable(t))
-                ++t;
-            return static_cast<int32_t>(value_of(*t));
-        }
-        const int32_t r = match(t, p);
-        if (r == 0 || !passable(t))
-            return r;
-        return match(t + 1, p);
-    }
-
-    // "*" matches any number of characters; "*" and "?" behind it add nothing.
-    int32_t star(const Unit *t, const Unit *p) const {
-        while (*p == '*' || *p == '?')
-            ++p;
-        if (*p == 0) {
-            while (passable(t))
-                ++t;
-            return static_cast<int32_t>(value_of(*t));
-        }
-        for (;;) {
-            const int32_t r = match(t, p);
-            if (r == 0 || !passable(t))
-                return r;
-            ++t;
-        }
-    }
-
-    // The list starting behind "{": the first element equal to the text
-    // (compared as it stands in the pattern) wins, for good. On success
-    // `t` moves on and `rest` is the pattern behind "}"; otherwise `rest`
-    // stays null and the result is the last comparison, or the malformed mark.
-    int32_t alternatives(const Unit *&t, const Unit *q, const Unit *&rest) const {
-        for (;;) {
-            const Unit *end = element_end(q);
-            if (end == nullptr)
-                return NU_SHELLCMP_MALFORMED;
-            const auto n = static_cast<size_t>(end - q);
-            const int32_t r = n == 0 ? 0 : compare_n(t, q, n);
-            if (r == 0) {
-                while (*end != '}') {
-                    end = element_end(end + 1);
-                    if (end == nullptr)
-                        return NU_SHELLCMP_MALFORMED;
-                }
-                t += n;
-                rest = end + 1;
-                return 0;
-            }
-            if (*end == '}')
-                return r;
-            q = end + 1;
-        }
-    }
-};
+    return NU_SHELLCMP_MALFORMED;
+}
 
 }  // namespace
 
 extern "C" {
 
 VESK_API int32_t strshellcmp3(const char *text, const char *pattern, int32_t dots) {
-    return Shell<char>{dots != 0}.match(text, pattern);
+    return shell_compare(text, pattern, dots);
 }
 
 VESK_API int32_t wcsshellcmp3(const char16_t *text, const char16_t *pattern, int32_t dots) {
-    return Shell<char16_t>{dots != 0}.match(text, pattern);
+    return shell_compare(text, pattern, dots);
 }
 
 }  // extern "C"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Thin targets over the CMake presets. Each one does its own set-up first:
 # scripts/setup.sh installs what the target needs and is quiet when all is there.
 .PHONY: setup demo test check tsan valgrind bench docs install clean

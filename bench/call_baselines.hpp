@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The calls the runtime's lookups are measured against: a reference count
 // behind a C++ virtual call and behind a plain function pointer. Two
 // implementations of each exist and the callee is picked at run time, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The whole front-end sequence beside the dispatch a C++ programmer would use.
 //
 // A call of an operation by number takes a frame of the thread's closure

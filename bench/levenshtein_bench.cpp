@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NuLevenshtein beside the straightforward full-matrix dynamic programme on
 // two 100-byte strings that differ in about a third of their places.
 // Nanoseconds per distance. With unit costs the rows can't pass INT32_MAX;

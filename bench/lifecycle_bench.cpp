@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reference counting and pooled instances beside what a C or C++ programmer
 // would use instead.
 //

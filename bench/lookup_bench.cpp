@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Operation lookup beside the dispatch a C++ programmer would use instead.
 //
 // Every front-end call of the runtime walks from the object up its chain of

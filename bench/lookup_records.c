@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * lookup_records.c - a plug-in module written the way an author writes one,
  * for the lookup benchmark.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * lookup_records.h - the records that the lookup benchmark walks.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The allocator table beside the C heap it sits on.
 //
 // NuMalloc/NuMfree add the sealing store, the indirect call through the

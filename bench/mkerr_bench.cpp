@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A report with its sentence beside formatting the same sentence alone.
 //
 // VeskMkerr with a message buffer looks the make row up on the default

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two mutex families beside what a Linux programmer would take instead.
 //
 // NuSMutex (a recursive pthread mutex inside the caller's record) beside a

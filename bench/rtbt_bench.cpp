@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The threaded balanced tree beside the ordered containers a user would pick
 // instead: std::set and std::map, and GLib's GTree when it is there.
 //

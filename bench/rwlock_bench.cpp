@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record lock beside the reader/writer locks a user would pick instead.
 //
 // One lock and one unlock per iteration, through the exported record entry

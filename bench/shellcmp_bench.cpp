@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // strshellcmp3 beside glibc's fnmatch, on the patterns a directory filter
 // sees and on the ones that made a backtracking compare explode. Each pair
 // is the same question in the two pattern languages ("{c,h}" is written

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library's clocks beside the ones a Linux programmer would call.
 //
 // NuGettimeofday runs on the monotonic counter from an anchor, under a spin

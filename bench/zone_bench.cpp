@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A zone's get and release of a recycled object beside malloc/free and
 // new/delete of the same size. Nanoseconds per get + release pair; object
 // sizes 32 and 256 bytes.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Test and benchmark frameworks come from the system. A missing one stops the
 # configuration with the Debian package that provides it.
 function(vesk_require_package name debian_package)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Dependencies point one way: services -> runtime -> the lower layer. A file
 # of the lower layer that includes a runtime/ or services/ header fails the
 # build. Run as a script (cmake -P) from the build, with SOURCE_DIR set.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * A tour of vesk in plain C: notices from a notifier to two listeners.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Differential fuzzing of the edit distance: three costs (any 32-bit values)
 // and two strings from each input, against the full matrix in 64 bits. The
 // library must give the same distance, or -1 with EINVAL for a negative cost

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The shell-pattern compare in its plainest form: the recursive walk the
 // library used before its matcher was made linear, kept here, outside the
 // library, as the yardstick the fuzz target and the tests hold it to.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Differential fuzzing of the shell-pattern compare: each input is cut into a
 // pattern and a text at its first NUL byte, and the library's answer must be
 // the backtracking walk's (shell_reference.hpp), whole number and all, for

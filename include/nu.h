@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * nu.h - the lower layer of libvesk: operating-system calls, allocators,
  * containers, text and paths.

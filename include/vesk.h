@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * vesk.h - the object runtime of libvesk and its services.
  *

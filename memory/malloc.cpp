@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The allocator table and its entry points.
 //
 // Every allocation the library makes for itself goes through one table of

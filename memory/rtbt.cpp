@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Right-threaded tree: the insert and take-out entry points.
 //
 // Sixteen entry points, one algorithm. Each is the core of rtbt.hpp (plain or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Right-threaded tree: the one descent, attach and detach behind every insert
 // and take-out, in a plain and a height-balanced (AVL) form.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Right-threaded tree: the two exported element tables.
 #include "memory/rtbt.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Right-threaded tree: the life of a head. Creation, copy, move, destruction.
 //
 // The last node's thread points at the head, so a head is tied to its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // In-order steps over right-threaded nodes: the one walk that the tree's own
 // operations, the start chain and the registries share.
 #pragma once

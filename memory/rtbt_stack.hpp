@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stack of the walks that go down both sides of a node: a few levels in
 // place, more from the C heap. A tree built by the plain operations, or linked
 // by hand, can be as deep as it has nodes, so its depth must not become the

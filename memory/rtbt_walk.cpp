@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Right-threaded tree: walks in the three orders, and the dump.
 //
 // Both honour the left-thread bit, which this tree never sets, so that they

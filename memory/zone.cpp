@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Zones: objects of one fixed size, handed out from chunks of granules and
 // recycled through a free stack, each with a reference count in the two
 // words in front of it.

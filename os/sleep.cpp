@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sleeps. Every form turns its request into milliseconds by its own rule and
 // ends in one sleep, which a signal handler may cut short.
 #include <cerrno>

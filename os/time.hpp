@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Time and sleeping: what the start-up code needs of the time base, the
 // rules that turn sleep requests into milliseconds, and the reports.
 #pragma once

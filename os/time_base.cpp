@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library's time base: the calibration and the anchored wall clock over
 // the platform's counter and clock, and the entry points that read them.
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The time base, written over a source of time: the calibration, the
 // first-use guard around it, and the wall clock that runs from an anchor.
 //

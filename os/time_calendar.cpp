@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calendar functions over the library's time value, microseconds since 1970.
 // The whole seconds go through the C library; the microseconds ride along in
 // the text and in the records.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversions between timeval and the Windows file time (100-nanosecond
 // units since 1601) and SYSTEMTIME. On Linux they are pure arithmetic, with
 // the ranges and checks of the platform they come from.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What time and sleeping need of the platform: a counter, the wall clock, the
 // C library's calendar and the sleeps. One file per platform implements it
 // (time_posix.cpp on Linux); everything above it is shared.

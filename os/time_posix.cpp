@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Time and sleeping on Linux: CLOCK_MONOTONIC is the counter, CLOCK_REALTIME
 // the wall clock, glibc's reentrant functions the calendar.
 #include <sched.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Accessors: plain walks over the records above an object. No lock, no
 // allocation; a linked chain is at most instance, class, module.
 #include <cstring>

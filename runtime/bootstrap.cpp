@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bootstrap, start record 100: the registries come up, then the built-in
 // modules are linked by rank, the way the loader links a module from a file.
 #include <cstdio>

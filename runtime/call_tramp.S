@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * __vesk_call_tramp(frame, ...): enter frame->fn as if the caller had called
  * fn(frame, ...) itself.

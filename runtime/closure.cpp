@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The closure stack: per thread, one block of frames that front ends take and
 // give back in last-in, first-out order, so that a call by row number needs
 // no allocation and no storage of its caller's.

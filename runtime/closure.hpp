@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The calling thread's closure frames, for the library's own front ends.
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The place of `fn` in a VeskFrame, for the call trampoline, which is written
  * in assembly and can't use offsetof. closure.cpp checks it against the C
  * layout, so that a change of VeskClosure breaks the build, not the call. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The generic verbs on any object: allocate, initialise, finalise,
 // deallocate, duplicate, describe, count references, hash and compare. None
 // knows how it is done: each finds its row on the object (or on its class)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The life-cycle front ends' one sequence: take a frame, look the row up on
 // the target (a stub row on a miss, which reports when called), call it
 // through a pointer of the row's real type, give the frame back.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The pieces of linking shared by its files: starting a record, once-init
 // and once-fini of service elements, resolving the rows of operation sets,
 // and dropping a module file.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Closing the file of a module that linking dropped.
 #include <dlfcn.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Once-init and once-fini: the service elements of a class or module are put
 // on their sets, and each set's init_once runs once per element.
 //

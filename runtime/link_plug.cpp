@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The third step of linking and its undoing: plug (start the records,
 // resolve the sets, run init_once of every service element, connect the
 // module to the modules it depends on) and unplug, which refuses while

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Resolving the rows of an operation set.
 //
 // Beside its functions a static set has imports (fn 1: the function of row

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The first two steps of linking and their undoing: describe (write the heads
 // of the records, run on_link) and register (enter the records in opsreg,
 // objreg and modreg).

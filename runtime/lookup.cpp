@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Operation lookup: the dispatch of the runtime.
 //
 // A walk climbs from an object through its class to its module, and at each

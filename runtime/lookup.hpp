@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lookup walks for the runtime's own callers that answer a miss in
 // their own way (the orstub forms): no report, no status record.
 #pragma once

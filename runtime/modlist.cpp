@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lists of modules, for the dependencies that linking connects.
 #include "modlist.hpp"
 

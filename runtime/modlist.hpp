@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lists of modules: the `uses` and `usedby` of a module record.
 //
 // A list grows one slot at a time: modules have few neighbours, and the list

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows that fail when called.
 //
 // They stand in the stub set, in rows that linking could not resolve, and in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading any object through the head that every record form shares.
 //
 // Instances, classes, operation sets, modules and kind-3 references all begin

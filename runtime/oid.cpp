@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Object identifiers: prefix comparison with wildcards, and the total order.
 #include "oid.hpp"
 

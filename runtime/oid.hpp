@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Identifier comparison, inline for the lookup path.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lookups and getters that can't fail.
 //
 // A miss answers with a stub that fails when it is used: a row of the stub

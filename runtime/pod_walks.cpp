@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The walks over an object's service elements that make and unmake its PODs.
 //
 // The chain of an instance: chain[0] is the instance, and each record above

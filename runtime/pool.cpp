@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Zone pools of instances of one class. An object handed out by a pool is a
 // hold on its class for as long as it is out (or, in the _ooi form, for as
 // long as the zone lasts once it has been built), so that the class can't be

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The four registries and their primitives.
 //
 // Each list is a balanced tree whose nodes lie in the records themselves

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The four registries of live records, and their primitives for the loader
 // and the linker. None of the primitives takes a lock: the caller holds the
 // list's lock (a read lock to find, the write lock to enter or remove).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The registry's front ends: records handed out by identifier, holds taken
 // and given back, and the walk over all classes or modules under a prefix.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reports of the object runtime proper (facility 1000).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The spinning reader/writer lock of records and lists.
 //
 // Three spin words and two plain counters guarded by the first: `guard`

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The spinning reader/writer lock, for the runtime's own use.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Service-element lists, the forms that take no lock.
 #include <cstring>
 

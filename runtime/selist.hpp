@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The ring of service-element blocks that classes and modules carry.
 #pragma once
 

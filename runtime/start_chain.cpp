@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The start chain: the library has no initialisation call. Load-time
 // constructors register the start records of its parts, and a last
 // constructor starts them by order; at unload or exit the started records

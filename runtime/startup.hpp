@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Built-in modules: each one announces itself to the bootstrap with its rank
 // from a load-time constructor, and the bootstrap links them by rank, lowest
 // first, so that each may import from those before it. The runtime names none

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Records written as static data and linked the same way by every module of
 // the library: a class or module record is followed by its own block of
 // service elements (members `cls` or `mod`, then `block`), and a module's sets

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // "modules/stub": the records that every orstub form falls back on.
 //
 // The module is written as static records, the way any module author writes

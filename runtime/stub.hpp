@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The records of "modules/stub": what everything ending in orstub falls back on.
 #pragma once
 

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks what the build needs and installs what is missing from Debian's
 # packages, after saying what it will install and why. Safe to run again: it
 # does nothing when everything is there.

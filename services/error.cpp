@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The error service: "modules/error" with the class "objects/Nuerr" and the
 // set "operations/error/Err". It turns a code into a sentence by finding the
 // code's group of formats in a tree of table rows and formatting the variant

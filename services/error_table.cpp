@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stock error table: the library's 131 codes, the errno of each, and
 // for each a group of formats. Variant n of a code is the n-th row of its
 // group; the head row carries the group's size. The rows are written by the

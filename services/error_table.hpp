@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The error service's internals shared with its stock table.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // "modules/kdv": the module that holds the stock operation sets. It comes up
 // at start-up right after "modules/stub", and the modules after it import
 // their reference counting and descriptors from it.

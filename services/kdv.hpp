@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // "modules/kdv": the stock operation sets that make a plain class work, and
 // what their operations share.
 #pragma once

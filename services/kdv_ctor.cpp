@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // "operations/constructor/Ctor" and "operations/constructor/PoolCtor": how an
 // instance is allocated, initialised, finalised and given back. `holder` is
 // the class.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // "operations/descriptor/Destor": the version and build date of a class or
 // module, from the descriptor POD it carries.
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // "operations/duplicator/Dup": a clone of the same class, its PODs made by
 // each set's pod_init in duplication mode. `self` is the object cloned.
 #include "runtime/lifecycle.hpp"

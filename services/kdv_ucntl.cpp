@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reference-count sets: Cucntl counts in the holds of the record that
 // carries it (classes and modules), Xucntl in an atomic word of the instance,
 // Zucntl not at all (the first release ends the instance), PoolUcntl in the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The listener sets: Mlstner holds many notifiers in a vector under a mutex,
 // Ulstner one in a field under a spin word; the Cb sets are the same with a
 // `listen` that calls the caller's function. Every call to the other end of a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Notifiers and listeners: the PODs of their sets and what both sides share.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The three creatable classes of "modules/kdv": a callback listener of each
 // size and the single-listener notifier. An instance is the head, its
 // reference count, then the POD of its listener or notifier set.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The notifier sets: Mntfier holds many listeners with their filters in a
 // vector under a mutex, Untfier one under a spin word. A post runs the
 // listeners' isaware and listen with the notifier's lock held.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Status reports: VeskMkerr and its two sisters, and re-stamping.
 //
 // A report costs no allocation and works before any service is up: without a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Status reports: helpers for the library's own operations.
 #pragma once
 

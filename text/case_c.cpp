@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Case mapping of 16-bit units that no locale changes: two sorted tables of
 // (from, to) pairs, built at compile time from runs of units that share one
 // difference, and searched by halves.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // String hashes: the ELF hash of the System V ABI, from 0, over bytes or over
 // whole 16-bit units.
 #include "nu.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Weighted edit distance in two rows. Up to 511 units on the right side the
 // rows lie on the stack; longer ones take a block from the C heap.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whether a text matches a shell pattern, in time at most text length x
 // pattern length and with a stack that doesn't grow with either.
 //

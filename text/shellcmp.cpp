@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shell-style pattern compare: "*", "?" (one character or none) and "{a,b}"
 // lists, with an order-giving result at a plain mismatch as strcmp gives.
 // With `dots` set, the wildcards stop at a period, so that a name is matched

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Helpers shared by the text measures, which come in 8-bit and 16-bit twins:
 // one template over the unit type serves both.
 #pragma once

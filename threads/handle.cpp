@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Handles of the process-wide family, shared by mutexes and conditions: one
 // word that points to a shared block, 0 when there is none.
 #include <cerrno>

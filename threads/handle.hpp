@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Handles of the process-wide family: one word pointing to a shared block.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Attributes of the handle mutexes and conditions. Only `name` reaches the
 // platform; the other fields keep their place in the record and are stored
 // or ignored as callers of the record expect.

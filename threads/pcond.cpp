@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Handle conditions: an auto-reset event in a shared block. A signal releases
 // exactly one waiter, or stays set until the next wait if nobody waits;
 // broadcast does the same. A wait gives its mutex up and starts waiting in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Handle mutexes: one word that points to a shared block holding a robust,
 // process-shared, recursive pthread mutex. Its owner may take it again; when
 // the owner dies holding it, the next waiter gets it, consistent, with no

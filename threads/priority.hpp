@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library's thread priorities (-4 .. 4), the platform scale (-15 .. 15)
 // that the attribute record stores, and Linux nice values (-20 .. 19).
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reports of the lock and thread families, all through VeskMkerr with no
 // particular facility, as their callers read them.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // In-process conditions over pthread conditions, used under an NuSMutex
 // taken once. They keep POSIX semantics (a signal with nobody waiting is
 // lost; broadcast wakes every waiter) and the limit rules and reports of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shared blocks on POSIX shared memory.
 //
 // Creation race: O_CREAT | O_EXCL decides which process creates and sets up

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory behind a handle mutex or condition: one block holding a robust,
 // process-shared pthread mutex and, for a condition, the state of an
 // auto-reset event. A named block is a shm_open object that every process

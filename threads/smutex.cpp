@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The in-process lock: a recursive pthread mutex inline in the owner's record.
 // None of its operations can fail on a well-formed record, so only the try
 // form reports that the lock is busy. A null record is refused: with -1, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library's one spin word: 0 when free, 1 when held. It is taken by
 // test-and-test-and-set, spinning on a plain load with the processor's pause
 // hint between tries, so that waiters don't keep the cache line bouncing. It

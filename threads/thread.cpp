@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Threads: a handle is a small record around pthread_t that carries the
 // start routine's 32-bit exit code to join, a start gate for threads created
 // suspended, and the thread's kernel id for its priority.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Thread attributes. The record keeps its field order; the cancelable and
 // joinable bits are stored and read back (every thread can be joined), the
 // priority is stored on the platform scale, and a caller's stack is used

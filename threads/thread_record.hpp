@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record behind an NuPThread handle.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The limit rules of the timed waits, shared by both condition families.
 #include "wait_limit.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How the timed waits turn their argument into a limit in milliseconds, and
 // the limit into a deadline on the monotonic clock.
 #pragma once

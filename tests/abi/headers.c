@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Both public headers, alone, as pedantic C11, with a complete module
  * written as static data: an operation set with its rows inline, a class with
  * a descriptor POD and an SE block, and a module with its descriptor and SE

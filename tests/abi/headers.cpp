@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Both public headers, alone, under pedantic C++20, and the layout facts that
 // callers and modules compiled elsewhere rely on.
 #include "nu.h"

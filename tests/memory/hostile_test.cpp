@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hostile input to the allocators, zones and trees: sizes no memory can hold,
 // sizes that wrap, null zones, trees, tables and nodes. Each case runs in a
 // child process of its own (see support/hostile.hpp).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The allocator table: replacement while pristine, the two tiers, the
 // live-block bookkeeping and the end of the process when memory runs out.
 // The table is process-wide and seals at the first allocation, so every test

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Right-threaded tree. Against a model: long random runs of inserts, take-outs
 // and searches at every level of ownership, plain and balanced, with and
 // without duplicates, over plain words and over counted heap elements; after

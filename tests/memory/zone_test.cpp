@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Zones: chunks grown on demand, granules recycled with their contents, the
 // hooks at their moments, reference counts, both ways of ending a zone, and
 // the refusals with their reports.

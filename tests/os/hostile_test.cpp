@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hostile input to the clock, calendar and sleeps: null records, negative and
 // out-of-range spans, and times at the ends of the 64-bit range. Each case
 // runs in a child process of its own (see support/hostile.hpp), so a sleep

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sleeps: the milliseconds each form asks for, its limit and report, that it
 // lasts, and what a signal does to it.
 #include <gtest/gtest.h>

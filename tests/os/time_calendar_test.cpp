@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calendar functions against glibc's own, under explicit time zones.
 #include <gtest/gtest.h>
 

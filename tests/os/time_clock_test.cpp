@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The time base: calibration, the tick counter, and the wall clock that runs
 // from an anchor. The rules are checked tick by tick over a source whose
 // counter and wall clock the test sets; the library's own clock against the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // File time and SYSTEMTIME: known instants, round trips checked against
 // glibc's calendar, and the platform's validation.
 #include <gtest/gtest.h>

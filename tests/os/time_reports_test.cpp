@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every refusal of the time and sleep functions, with its exact report.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Identifiers and the accessors of objects: the prefix comparison and the
 // total order of identifiers, what every form of object answers, and the
 // ordering of objects.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The closure stack and the call trampoline: frames taken and given back in
 // order, nested calls through the trampoline, one block per thread, the end
 // of the stack, and frames used after the thread's exit destructors ran.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 // fixture_module.c - the records of "modules/fixture", static data in plain
 // C11, linked through the exported steps as a loader links a plug-in.
 #include "fixture_module.h"

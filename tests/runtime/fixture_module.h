@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 // fixture_module.h - a small module for the runtime tests, written in plain
 // C as a module author writes one, and linked through the exported steps.
 //

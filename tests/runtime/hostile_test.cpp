@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hostile input to the object runtime: keys of count 0 and 7 and null
 // keys at every entry that takes one, null closures, out records, lists,
 // modules and records, and a module whose own identifier is unusable. Each

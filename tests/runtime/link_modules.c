@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 // link_modules.c - the records of the linking tests' modules.
 #include "link_modules.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 // link_modules.h - modules for the linking tests, static C records as a
 // module author writes them, linked through the exported _VeskMod* steps.
 //

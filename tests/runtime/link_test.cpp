@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linking through the exported steps, with the modules of link_modules.c:
 // describe, register and plug, their undoing, and what each leaves behind in
 // the records and the registries.

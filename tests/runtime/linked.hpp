@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Helpers shared by the runtime tests: the fixture module linked for the
 // length of a test, modules entered in the registries, operation keys, and
 // records prefilled so that every write and every missing write shows.

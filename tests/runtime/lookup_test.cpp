@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Operation lookup: the walk from instance to class to module, references,
 // the V forms, element lookups, and what a failure leaves behind.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The registry: the reports of its front ends, holds taken and given back,
 // exact and prefix searches over a module entered by linking's first two
 // steps, refused entries, and readers side by side.

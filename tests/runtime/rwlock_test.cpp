@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record lock: what it leaves behind, what the tries answer, and writers'
 // precedence under real threads.
 #include <gtest/gtest.h>

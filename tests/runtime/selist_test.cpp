@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Service-element lists: the ring of blocks, its order, and its reports.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Start-up records through the exported functions, with records of the
 // test's own. The library's own chain ran at load; a child process stops it,
 // adds its records and runs the chain again.

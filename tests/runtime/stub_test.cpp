@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stub answers: what the orstub lookups and getters give on a miss and
 // on a hit, and the exact reports and results of the rows that fail when
 // called, alone and at the end of a front-end call.

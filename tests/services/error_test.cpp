@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The error service as callers meet it: sentences, errno numbers, and tables of a module's own added and removed, also while other
 // threads report.
 #include <gtest/gtest.h>

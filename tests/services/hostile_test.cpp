@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hostile input to the stock services and the life-cycle front ends over
 // them: null descriptors, pools of sizes no memory holds, null objects, error
 // tables added twice or carrying a null format. Each case runs in a child

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The life cycle of instances of a class built here on the stock sets of
 // "modules/kdv": allocation in its forms, init with params, a failing
 // pod_init rolled back, duplication, descriptors, reference counts from many

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Notifiers and listeners through their rows: links in all four pairings of
 // the M and U sets, filters, deafness, holes, U refusals, and ends that die
 // while linked (ASan would see a dangling peer used).

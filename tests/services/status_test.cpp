@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Status reports: the direct fill, the service path and re-stamping. The
 // service here is a class of the test's own whose set 3.1008.1 answers rows 4
 // (make) and 5 (make_l) by filling the record and writing

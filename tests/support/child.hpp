@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a piece of code in a forked child with a time limit, so that a crash or
 // a hang is one failed case instead of a dead test program. Self-contained:
 // POSIX and the C++ library only.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tables of hostile calls. Each case runs in a child process of its own with
 // a time limit, so that a crash or a hang is one failed case; the child leaves
 // what the call returned and what it put in a status record with a message

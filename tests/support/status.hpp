@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shared by every test program: a status record with a message buffer, as a
 // caller who wants the sentence sets one up; the exact check of a report; the
 // linking of a test's own module, as a loader does it; and checks run in a

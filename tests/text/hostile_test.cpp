@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hostile input to every text function: null pointers, zero and maximal
 // sizes, negative and huge costs, spans that wrap, and the patterns that made
 // the backtracking compare run for seconds or overflow its stack. Each case

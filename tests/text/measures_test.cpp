@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hashes on fixed inputs, the edit distance against a plain full-matrix
 // version, shell patterns against fnmatch where their rules agree and on
 // their own rules where they don't, and the locale-free case tables.

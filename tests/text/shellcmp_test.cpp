@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The pattern compare against the plain backtracking walk its rules describe
 // (fuzz/shell_reference.hpp): random short pairs over the characters that
 // matter, and the adversarial families at every size the walk can still

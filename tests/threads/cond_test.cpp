@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conditions: the sticky one-waiter event of the handle family, the POSIX
 // behaviour of the in-process family, and every limit form of the timed waits.
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Named handle objects between real processes: a mutex two processes share,
 // a mutex whose owner is killed holding it, a condition signalled from
 // another process.

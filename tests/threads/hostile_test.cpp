@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hostile input to mutexes, conditions, threads and their attributes: null
 // records and handles, numbers outside the kinds there are, and deadlines and
 // spans at the ends of the 64-bit range. Each case runs in a child process of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shared by the lock tests: status records that show exactly what a report
 // wrote, and names unique to this run for named objects.
 #pragma once

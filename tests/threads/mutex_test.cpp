@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Both mutex families: recursion, try-locks against another thread, the
 // owner rule of unlock, destroy, attributes.
 #include <cstring>

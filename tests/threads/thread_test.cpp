@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Threads: exit codes through join, the start gate, priorities on both
 // scales, detaching, cancellation state, caller's stacks and the refusals.
 #include <sys/resource.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A module linked and unlinked over and over by one thread, the way the
 // loader does it (all registry write locks held around the steps), while
 // other threads get and end its class, look operations up through it, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stock error table as data: its shape, and every format of every code
 // formatted through VeskMkerr with arguments of the kinds the format asks for
 // (the sanitizers watch the formatting).

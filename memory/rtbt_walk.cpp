@@ -48,11 +48,18 @@ struct Walk {
         }
     }
 
+    // Stacks n and its left descendants; false when out of memory.
+    bool push_left_side(const NuRTBTNode *n) {
+        for (; n != nullptr; n = left_child(n))
+            if (!stack.push(n))
+                return false;
+        return true;
+    }
+
     int inorder(const NuRTBTNode *n) {
         for (;;) {
-            for (; n != nullptr; n = left_child(n))
-                if (!stack.push(n))
-                    return -1;
+            if (!push_left_side(n))
+                return -1;
             if (stack.empty())
                 return 1;
             const NuRTBTNode *up = stack.pop();
@@ -65,9 +72,9 @@ struct Walk {
     int postorder(const NuRTBTNode *n) {
         const NuRTBTNode *done = nullptr;  // the node visited last
         for (;;) {
-            for (; n != nullptr; n = left_child(n))
-                if (!stack.push(n))
-                    return -1;
+            if (!push_left_side(n))
+                return -1;
+            n = nullptr;
             if (stack.empty())
                 return 1;
             const NuRTBTNode *up = stack.top();

@@ -18,7 +18,6 @@ inline constexpr uint32_t kSleepNoLimit = 0xFFFFFFFFu;
 inline constexpr uint64_t kMillisPerSecond = 1000;
 inline constexpr uint64_t kMicrosPerMilli = 1000;
 inline constexpr int64_t kNanosPerMilli = 1'000'000;
-inline constexpr int64_t kNanosPerSecond = 1'000'000'000;
 // 4294967 seconds is the longest whole-second sleep that fits the count.
 inline constexpr uint64_t kSleepSecondsLimit = kSleepNoLimit / kMillisPerSecond + 1;
 

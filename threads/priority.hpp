@@ -8,7 +8,6 @@
 // which keeps every library value's round trip as the conversions give it.
 #pragma once
 
-#include <cmath>
 #include <cstdint>
 
 namespace vesk::threads {
@@ -26,14 +25,19 @@ inline int32_t clamp_platform(int32_t p) {
     return p < -kPlatformLimit ? -kPlatformLimit : p > kPlatformLimit ? kPlatformLimit : p;
 }
 
+// num / den rounded to the nearest, halves away from zero (den > 0).
+inline long round_div(long num, long den) {
+    return num >= 0 ? (num + den / 2) / den : -((-num + den / 2) / den);
+}
+
 // Higher priority is a lower nice value: platform 15 is nice -20.
 inline int nice_of(int32_t platform) {
-    const long n = std::lround(-platform * 20.0 / 15.0);
+    const long n = round_div(-long{platform} * 20, 15);
     return static_cast<int>(n < -20 ? -20 : n > 19 ? 19 : n);
 }
 
 inline int32_t platform_of_nice(int nice) {
-    return clamp_platform(static_cast<int32_t>(std::lround(-nice * 15.0 / 20.0)));
+    return clamp_platform(static_cast<int32_t>(round_div(-long{nice} * 15, 20)));
 }
 
 }  // namespace vesk::threads

@@ -21,7 +21,7 @@ constexpr size_t kHuge = SIZE_MAX;
 constexpr size_t kBeyondBlock = size_t{PTRDIFF_MAX} + 1;
 
 const char *const kNoMemory = ": operation failure: can not perform local memory allocation.";
-const char *const kFault = ": the argument points outside an allocated address space of the process.";
+using vesk_test::kFault;
 
 Expected no_memory(int32_t facility, int32_t syserr, const char *what) {
     return {facility, VESK_E_NOMEM, syserr, 1, std::string(what) + kNoMemory};

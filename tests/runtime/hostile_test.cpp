@@ -17,7 +17,7 @@ using vesk_test::Expected;
 using vesk_test::HostileCase;
 using vesk_test::kNoReport;
 
-const char *const kFault = ": the argument points outside an allocated address space of the process.";
+using vesk_test::kFault;
 
 Expected bad_key(const std::string &function) {
     return {VESK_FAC_RUNTIME, VESK_E_INVAL, 0, 3,

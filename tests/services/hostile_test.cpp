@@ -18,7 +18,7 @@ using vesk_test::Expected;
 using vesk_test::HostileCase;
 using vesk_test::kNoReport;
 
-const char *const kFault = ": the argument points outside an allocated address space of the process.";
+using vesk_test::kFault;
 
 // "objects/Nucbmlsner", a creatable stock class.
 const VeskOid kClassKey = VESK_OID2(VESK_CAT_CLASS, 14);

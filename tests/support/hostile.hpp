@@ -32,6 +32,10 @@ struct Expected {
 
 inline const Expected kNoReport{};
 
+// The tail of the stock sentence of a null pointer (code 258) behind its names.
+inline const char *const kFault =
+    ": the argument points outside an allocated address space of the process.";
+
 struct HostileCase {
     std::string name;
     // Makes the call with the record given, and answers with the result as a

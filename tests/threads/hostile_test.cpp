@@ -17,7 +17,7 @@ using vesk_test::Expected;
 using vesk_test::HostileCase;
 using vesk_test::kNoReport;
 
-const char *const kFault = ": the argument points outside an allocated address space of the process.";
+using vesk_test::kFault;
 
 Expected null_arg(const std::string &function, const char *param) {
     return {VESK_FAC_NONE, VESK_E_FAULT, 0, 2, function + "(" + param + ")" + kFault};

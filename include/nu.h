@@ -524,6 +524,111 @@ VESK_API intptr_t _NuZmPtrRetainValue(const void *object);
 VESK_API intptr_t _NuZmPtrRelease(void *object);
 
 /* ------------------------------------------------------------------------ */
+/* Pools and storages: mark-release regions                                  */
+/* ------------------------------------------------------------------------ */
+
+/* A ring link: the head of a storage's ring of blocks, and the first two
+ * words of every block. */
+typedef struct NuMEMSTGLink {
+    struct NuMEMSTGLink *next;
+    struct NuMEMSTGLink *prev;
+} NuMEMSTGLink;
+
+/* A block's header, followed by `capacity` bytes; a block takes at least
+ * 64 KiB of heap, the header included. */
+typedef struct NuMEMSTGBlock {
+    NuMEMSTGLink link;
+    size_t capacity;
+} NuMEMSTGBlock;
+
+/* The part every storage shares. The ring holds, from the head, the blocks in
+ * use (oldest first, ending with `current`) and then, in a root only, its
+ * spare blocks in ascending order of capacity. `current` is the head itself
+ * while the storage has no block. Blocks that a child gives back go to the
+ * spares of its root (the end of the chain of parents), and every storage of
+ * the hierarchy takes its blocks from there before it goes to the heap. */
+typedef struct NuMEMSTG {
+    struct NuMEMSTG *parent;    /* null for a root */
+    NuMEMSTGLink blocks;        /* ring head, also the ring's end mark */
+    size_t block_count;         /* blocks on the ring */
+    NuMEMSTGLink *current;      /* the block in use, or &blocks */
+} NuMEMSTG;
+
+/* A storage of pieces of any size and alignment. */
+typedef struct NuSMEMSTG {
+    NuMEMSTG stg;
+    size_t free_bytes;          /* unused bytes at the end of `current` */
+} NuSMEMSTG;
+
+/* A pool of objects of one size. */
+typedef struct NuPOOL {
+    NuMEMSTG stg;
+    size_t object_size;         /* rounded up to a multiple of `alignment` */
+    size_t alignment;           /* a power of two, 8 by default */
+    char *next_object;          /* what the next get gives */
+    char *end_object;           /* the end of the objects that fit in `current` */
+} NuPOOL;
+
+/* A mark of an NuSMEMSTG, written by getstate and restored by setstate. */
+typedef struct NuSMEMSTGstate {
+    NuMEMSTGLink *current;
+    size_t free_bytes;
+} NuSMEMSTGstate;
+
+/* A mark of an NuPOOL. */
+typedef struct NuPOOLstate {
+    NuMEMSTGLink *current;
+    char *next_object;
+    char *end_object;
+} NuPOOLstate;
+
+/* Opens a storage in `record` (null: allocated with _NuMalloc, to be ended by
+ * NuMEMSTGclose) under `parent` (null: a root). No block is taken yet. The
+ * storage, or null when the record cannot be allocated (code 32773). */
+VESK_API NuSMEMSTG *NuSMEMSTGopen(NuSMEMSTG *record, NuMEMSTG *parent, VeskErr *status);
+/* Opens a pool of objects of `object_size` bytes aligned to `alignment` (a
+ * power of two; 0 means 8), the size rounded up to a multiple of it. Null
+ * after a report: code 259 ("memman:NuPOOLopen(@objsize)" or "@alignment") for a
+ * size of 0, an alignment that is no power of two or a size that cannot be
+ * rounded; 32773 when the record cannot be allocated. */
+VESK_API NuPOOL *NuPOOLopen(NuPOOL *record, NuMEMSTG *parent, size_t object_size,
+                            size_t alignment, VeskErr *status);
+/* `size` bytes at the next position aligned to 8 (NuSMEMSTGalloc) or to
+ * `alignment`, a power of two (NuSMEMSTGaalloc). The memory is not cleared.
+ * Null after a report: code 32773 ("_S_malloc.mm_alloc") when no block can
+ * be had, also for a size too large to be a block; 258 for a null storage
+ * ("memman:NuSMEMSTGalloc(@storage)"); 259 for an alignment that is no
+ * power of two. */
+VESK_API void *NuSMEMSTGalloc(NuSMEMSTG *storage, size_t size, VeskErr *status);
+VESK_API void *NuSMEMSTGaalloc(NuSMEMSTG *storage, size_t size, size_t alignment,
+                               VeskErr *status);
+/* A new object of the pool, not cleared; null after a report as for
+ * NuSMEMSTGalloc. */
+VESK_API void *NuPOOLget(NuPOOL *pool, VeskErr *status);
+/* Gives back the piece at `address` and everything allocated after it; the
+ * blocks left behind go to the root's spares. Null, or an address that lies
+ * in no block the storage uses, changes nothing. */
+VESK_API void NuSMEMSTGfree(NuSMEMSTG *storage, void *address);
+VESK_API void NuPOOLfree(NuPOOL *pool, void *address);
+/* Gives back everything; the blocks stay with the root as spares. */
+VESK_API void NuSMEMSTGclear(NuSMEMSTG *storage);
+VESK_API void NuPOOLclear(NuPOOL *pool);
+/* Copies the storage's position into `state` and gives `state`. */
+VESK_API NuSMEMSTGstate *NuSMEMSTGgetstate(NuSMEMSTGstate *state, const NuSMEMSTG *storage);
+VESK_API NuPOOLstate *NuPOOLgetstate(NuPOOLstate *state, const NuPOOL *pool);
+/* Goes back to a mark taken before (everything allocated since is given
+ * back) and gives the storage. A mark whose block is no longer in use by the
+ * storage changes nothing. */
+VESK_API NuSMEMSTG *NuSMEMSTGsetstate(NuSMEMSTG *storage, const NuSMEMSTGstate *state);
+VESK_API NuPOOL *NuPOOLsetstate(NuPOOL *pool, const NuPOOLstate *state);
+/* Ends a storage of either kind: a child gives its blocks to the root, a root
+ * releases every block, spares included, to the heap (destroy a root after
+ * its children). The record stays; NuMEMSTGclose, for a record that the open
+ * allocated, then releases it too. Null does nothing. */
+VESK_API void NuMEMSTGdestroy(NuMEMSTG *storage);
+VESK_API void NuMEMSTGclose(NuMEMSTG *storage);
+
+/* ------------------------------------------------------------------------ */
 /* Time and sleeping                                                         */
 /* ------------------------------------------------------------------------ */
 
@@ -774,6 +879,151 @@ VESK_API int64_t NuPMutexattrGetprotocol(const NuPMutexattr *attr, int32_t *prot
 VESK_API int64_t NuPMutexattrSetprotocol(NuPMutexattr *attr, int32_t protocol);
 VESK_API int64_t NuPMutexattrGetprioceiling(const NuPMutexattr *attr, int32_t *ceiling);
 VESK_API int64_t NuPMutexattrSetprioceiling(NuPMutexattr *attr, int32_t ceiling, VeskErr *err);
+
+/* ------------------------------------------------------------------------ */
+/* Events: a mutex and a condition in one record                             */
+/* ------------------------------------------------------------------------ */
+
+/* An event of the handle family. `flag` and `area` are the caller's: the
+ * library only clears them (init clears both, destroy the flag). */
+typedef struct NuPVaxevent {
+    NuPMutex mutex;
+    NuPCond cond;
+    uint32_t flag;
+    uint64_t area[2];
+} NuPVaxevent;
+
+/* An event of the in-process family, with the same caller's fields. */
+typedef struct NuSVaxevent {
+    NuSMutex mutex;
+    NuSCond cond;
+    uint32_t flag;
+    uint64_t area[2];
+} NuSVaxevent;
+
+/* Init makes the mutex and then the condition (Init2 with the two attribute
+ * records, which may be null; the in-process family ignores them) and clears
+ * `flag` and `area`. When the condition fails the mutex is ended again and
+ * the condition's result is given. Destroy ends the condition (a failure is
+ * given at once, the mutex kept), then the mutex, and clears `flag`; an event
+ * destroyed before gives 0. Every other call is the family's mutex or
+ * condition call on the record's own pair, with its results, limits and
+ * reports; NuPVaxeventBroadcast is NuPVaxeventSignal and releases one waiter,
+ * NuSVaxeventBroadcast releases them all. A null event gives -1 (code 258,
+ * "<function>(@event)"). */
+VESK_API int64_t NuPVaxeventInit(NuPVaxevent *event, VeskErr *err);
+VESK_API int64_t NuPVaxeventInit2(NuPVaxevent *event, const NuPMutexattr *mattr,
+                                  const NuPCondattr *cattr, VeskErr *err);
+VESK_API int64_t NuPVaxeventDestroy(NuPVaxevent *event, VeskErr *err);
+VESK_API int64_t NuPVaxeventLock(NuPVaxevent *event, VeskErr *err);
+VESK_API int64_t NuPVaxeventTrylock(NuPVaxevent *event, VeskErr *err);
+VESK_API int64_t NuPVaxeventUnlock(NuPVaxevent *event, VeskErr *err);
+VESK_API int64_t NuPVaxeventSignal(NuPVaxevent *event, VeskErr *err);
+VESK_API int64_t NuPVaxeventBroadcast(NuPVaxevent *event, VeskErr *err);
+VESK_API int64_t NuPVaxeventWait(NuPVaxevent *event, VeskErr *err);
+VESK_API int64_t NuPVaxeventTimedwait(NuPVaxevent *event, const struct timespec *deadline,
+                                      VeskErr *err);
+VESK_API int64_t NuPVaxeventTimedwait2(NuPVaxevent *event, const struct timespec *deadline,
+                                       const struct timespec *now, VeskErr *err);
+VESK_API int64_t NuPVaxeventTimedwait_ms(NuPVaxevent *event, int64_t milliseconds, VeskErr *err);
+VESK_API int64_t NuPVaxeventTimedwait_rel(NuPVaxevent *event, const struct timespec *duration,
+                                          VeskErr *err);
+VESK_API int64_t NuSVaxeventInit(NuSVaxevent *event, VeskErr *err);
+VESK_API int64_t NuSVaxeventInit2(NuSVaxevent *event, const NuPMutexattr *mattr,
+                                  const NuPCondattr *cattr, VeskErr *err);
+VESK_API int64_t NuSVaxeventDestroy(NuSVaxevent *event, VeskErr *err);
+VESK_API int64_t NuSVaxeventLock(NuSVaxevent *event, VeskErr *err);
+VESK_API int64_t NuSVaxeventTrylock(NuSVaxevent *event, VeskErr *err);
+VESK_API int64_t NuSVaxeventUnlock(NuSVaxevent *event, VeskErr *err);
+VESK_API int64_t NuSVaxeventSignal(NuSVaxevent *event, VeskErr *err);
+VESK_API int64_t NuSVaxeventBroadcast(NuSVaxevent *event, VeskErr *err);
+VESK_API int64_t NuSVaxeventWait(NuSVaxevent *event, VeskErr *err);
+VESK_API int64_t NuSVaxeventTimedwait(NuSVaxevent *event, const struct timespec *deadline,
+                                      VeskErr *err);
+VESK_API int64_t NuSVaxeventTimedwait2(NuSVaxevent *event, const struct timespec *deadline,
+                                       const struct timespec *now, VeskErr *err);
+VESK_API int64_t NuSVaxeventTimedwait_ms(NuSVaxevent *event, int64_t milliseconds, VeskErr *err);
+VESK_API int64_t NuSVaxeventTimedwait_rel(NuSVaxevent *event, const struct timespec *duration,
+                                          VeskErr *err);
+
+/* ------------------------------------------------------------------------ */
+/* Light semaphores: counting semaphores reached by name from any process    */
+/* ------------------------------------------------------------------------ */
+
+/* A process's handle on a light semaphore. `view` is the shared block (the
+ * value, the count of open handles in all processes, a robust lock and a
+ * condition); the other words keep their places and hold 0 on this platform.
+ * Null `view`: not open. */
+typedef struct NuLSem {
+    void *view;
+    uintptr_t mapping;
+    uintptr_t mutex;
+    uintptr_t event;
+} NuLSem;
+
+/* How a light semaphore is opened: its `name` (not copied, at most 244 bytes)
+ * and the value a process that creates it writes. `access` (0xF0000 after
+ * init) and `protection` (4) are kept and not used on this platform. */
+typedef struct NuLSemattr {
+    const char *name;
+    uint32_t access;
+    uint32_t protection;
+    uint32_t initvalue;
+} NuLSemattr;
+
+/* The attribute calls: Init sets the defaults (no name, value 0), Destroy
+ * does nothing, the others store or read one field. 0, or -1 for a null
+ * record or output. */
+VESK_API int64_t NuLSemattrInit(NuLSemattr *attr);
+VESK_API int64_t NuLSemattrDestroy(NuLSemattr *attr);
+VESK_API int64_t NuLSemattrSetshared(NuLSemattr *attr, const char *name);
+VESK_API int64_t NuLSemattrGetshared(const NuLSemattr *attr, const char **name);
+VESK_API int64_t NuLSemattrSetinitvalue(NuLSemattr *attr, uint32_t value);
+VESK_API int64_t NuLSemattrGetinitvalue(const NuLSemattr *attr, uint32_t *value);
+
+/* Opens the semaphore named in `attr`, creating it with the attr's initial
+ * value when no process has it open; a later opener leaves the value alone.
+ * 0, or -1 after a report: code 259 for a null or empty name
+ * ("light-semaphore:open(@semattr.name)"), a name of 245 bytes or more
+ * ("@semattr.name") or an initial value above 0x7FFFFFFF; code 518 (facility
+ * 1000) when the semaphore can be neither opened nor created. Creating it
+ * first reports that no semaphore of that name could be opened (code 518,
+ * "light-semaphore:open:FileMapping") and then gives 0: the result decides.
+ * The last close in any process removes the name and the value with it. */
+VESK_API int64_t NuLSemOpen2(NuLSem *sem, const NuLSemattr *attr, VeskErr *err);
+/* Drops this handle; 0. A closed or null record does nothing. */
+VESK_API int64_t NuLSemClose(NuLSem *sem);
+/* Applies the list of `opc` steps in `opv` to the value all at once, or not
+ * at all: a positive step adds, a negative one takes away and may not go
+ * below 0, a zero step needs the value to be 0 at that point. The list is
+ * checked before anything is locked: more than 128 steps (code 259, "@opc"),
+ * a null array (258, "@opv"), a list that can never be met or that goes past
+ * 0x7FFFFFFF (259, "@opv") give -1. A list that does not fit the value waits,
+ * asleep, until another change makes it fit; so does one that would take the
+ * value past 0x7FFFFFFF. NuLSemTimedop waits until the wall-clock `deadline`
+ * (null: no limit), NuLSemTimedop_ms for the low 32 bits of `milliseconds`
+ * (0xFFFFFFFF: no limit), NuLSemTryop not at all: when the lock cannot be had
+ * in time, -1 with code 1034 ("@sem:wait-for-multiple-objects"); when the
+ * value still does not fit, -1 with code 771 ("{semop:@sem}"). A deadline
+ * already past times out at once. 0 when applied. */
+VESK_API int64_t NuLSemOp(NuLSem *sem, uint32_t opc, const int32_t *opv, VeskErr *err);
+VESK_API int64_t NuLSemTimedop(NuLSem *sem, uint32_t opc, const int32_t *opv,
+                               const struct timespec *deadline, VeskErr *err);
+VESK_API int64_t NuLSemTimedop_ms(NuLSem *sem, uint32_t opc, const int32_t *opv,
+                                  int64_t milliseconds, VeskErr *err);
+VESK_API int64_t NuLSemTryop(NuLSem *sem, uint32_t opc, const int32_t *opv, VeskErr *err);
+/* Stores `value` and wakes the waiters: 0. A value above 0x7FFFFFFF is
+ * refused (-1, code 259, "light-semaphore:set(@value)"); the timed forms give
+ * -6 (code 1034) when the lock cannot be had in time, limits as for the
+ * timed operations. */
+VESK_API int64_t NuLSemSet(NuLSem *sem, uint32_t value, VeskErr *err);
+VESK_API int64_t NuLSemTimedset(NuLSem *sem, uint32_t value, const struct timespec *deadline,
+                                VeskErr *err);
+VESK_API int64_t NuLSemTimedset_ms(NuLSem *sem, uint32_t value, int64_t milliseconds,
+                                   VeskErr *err);
+/* The value, read without any lock, so that it may be stale at once; -1 for a
+ * closed or null record. */
+VESK_API int32_t NuLSemValue(const NuLSem *sem);
 
 /* ------------------------------------------------------------------------ */
 /* Threads                                                                   */

@@ -25,9 +25,22 @@ namespace {
 // killed half way leaves a block that is never ready.
 constexpr int kReadySpins = 2000000;
 
-// "/vesk.mutex.<name>" or "/vesk.event.<name>", '/' inside the name made '_'.
+const char *prefix_of(BlockKind kind) {
+    switch (kind) {
+    case BlockKind::mutex:
+        return "/vesk.mutex.";
+    case BlockKind::event:
+        return "/vesk.event.";
+    case BlockKind::semaphore:
+        break;
+    }
+    return "/vesk.lsem.";
+}
+
+// "/vesk.mutex.<name>", "/vesk.event.<name>" or "/vesk.lsem.<name>", '/'
+// inside the name made '_'.
 bool shm_name_of(BlockKind kind, const char *name, char (&out)[256]) {
-    const char *prefix = kind == BlockKind::mutex ? "/vesk.mutex." : "/vesk.event.";
+    const char *prefix = prefix_of(kind);
     const size_t plen = std::strlen(prefix), nlen = std::strlen(name);
     if (plen + nlen >= sizeof out) {
         errno = ENAMETOOLONG;
@@ -39,8 +52,9 @@ bool shm_name_of(BlockKind kind, const char *name, char (&out)[256]) {
     return true;
 }
 
-void set_up(SharedBlock *b, BlockKind kind) {
+void set_up(SharedBlock *b, BlockKind kind, int32_t initial) {
     b->kind = kind;
+    b->value.store(initial, std::memory_order_relaxed);
     pthread_mutexattr_t ma;
     pthread_mutexattr_init(&ma);
     pthread_mutexattr_setpshared(&ma, PTHREAD_PROCESS_SHARED);
@@ -86,13 +100,13 @@ bool wait_until_ready(SharedBlock *b) {
     return false;
 }
 
-SharedBlock *create_named(const char *shm, BlockKind kind, int fd) {
+SharedBlock *create_named(const char *shm, BlockKind kind, int32_t initial, int fd) {
     if (ftruncate(fd, sizeof(SharedBlock)) != 0)
         return nullptr;
     SharedBlock *b = map_fd(fd);
     if (b == nullptr)
         return nullptr;
-    set_up(b, kind);
+    set_up(b, kind, initial);
     std::strcpy(b->name, shm);
     b->opens.store(1, std::memory_order_relaxed);
     b->ready.store(1, std::memory_order_release);
@@ -131,20 +145,22 @@ SharedBlock *open_existing(const char *shm, BlockKind kind) {
     return b;
 }
 
-SharedBlock *open_named(BlockKind kind, const char *name) {
+SharedBlock *open_named(BlockKind kind, const char *name, int32_t initial, bool *created) {
     char shm[256];
     if (!shm_name_of(kind, name, shm))
         return nullptr;
     for (;;) {
         const int fd = shm_open(shm, O_RDWR | O_CREAT | O_EXCL, 0600);
         if (fd >= 0) {
-            SharedBlock *b = create_named(shm, kind, fd);
+            SharedBlock *b = create_named(shm, kind, initial, fd);
             const int e = errno;
             close(fd);
             if (b == nullptr) {
                 shm_unlink(shm);
                 errno = e;
             }
+            if (created != nullptr)
+                *created = b != nullptr;
             return b;
         }
         if (errno != EEXIST)
@@ -156,13 +172,13 @@ SharedBlock *open_named(BlockKind kind, const char *name) {
     }
 }
 
-SharedBlock *make_anonymous(BlockKind kind) {
+SharedBlock *make_anonymous(BlockKind kind, int32_t initial) {
     void *p = mmap(nullptr, sizeof(SharedBlock), PROT_READ | PROT_WRITE,
                    MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (p == MAP_FAILED)
         return nullptr;
     auto *b = static_cast<SharedBlock *>(p);
-    set_up(b, kind);
+    set_up(b, kind, initial);
     b->opens.store(1, std::memory_order_relaxed);
     b->ready.store(1, std::memory_order_release);
     return b;
@@ -170,8 +186,16 @@ SharedBlock *make_anonymous(BlockKind kind) {
 
 }  // namespace
 
-SharedBlock *open_block(BlockKind kind, const char *name) {
-    return name == nullptr ? make_anonymous(kind) : open_named(kind, name);
+SharedBlock *open_block(BlockKind kind, const char *name, int32_t initial, bool *created) {
+    if (created != nullptr)
+        *created = false;
+    if (name == nullptr) {
+        SharedBlock *b = make_anonymous(kind, initial);
+        if (created != nullptr)
+            *created = b != nullptr;
+        return b;
+    }
+    return open_named(kind, name, initial, created);
 }
 
 void close_block(SharedBlock *block) {
@@ -195,6 +219,10 @@ int recovered(int e, pthread_mutex_t *m) {
 int lock_block_mutex(pthread_mutex_t *m) { return recovered(pthread_mutex_lock(m), m); }
 
 int trylock_block_mutex(pthread_mutex_t *m) { return recovered(pthread_mutex_trylock(m), m); }
+
+int timedlock_block_mutex(pthread_mutex_t *m, const timespec *deadline) {
+    return recovered(pthread_mutex_clocklock(m, CLOCK_MONOTONIC, deadline), m);
+}
 
 int wait_block_cond(SharedBlock *block, const timespec *deadline) {
     pthread_mutex_t *m = &block->mutex;

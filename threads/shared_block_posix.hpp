@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The memory behind a handle mutex or condition: one block holding a robust,
-// process-shared pthread mutex and, for a condition, the state of an
-// auto-reset event. A named block is a shm_open object that every process
+// The memory behind a handle mutex, a condition or a light semaphore: one
+// block holding a robust, process-shared pthread mutex and, for a condition,
+// the state of an auto-reset event, for a semaphore its value. A named block is a shm_open object that every process
 // naming it maps; an anonymous one is a shared anonymous mapping, which a
 // forked child shares too.
 #pragma once
@@ -14,21 +14,25 @@
 
 namespace vesk::threads {
 
-enum class BlockKind : uint32_t { mutex = 1, event = 2 };
+enum class BlockKind : uint32_t { mutex = 1, event = 2, semaphore = 3 };
 
 struct SharedBlock {
     std::atomic<uint32_t> ready;  // 1 once the creator has set the block up
     std::atomic<int32_t> opens;   // handles open on a named block, in all processes
     BlockKind kind;
     pthread_mutex_t mutex;        // the mutex itself, or the event's guard
-    pthread_cond_t cond;          // the event's waiters (CLOCK_MONOTONIC)
+    pthread_cond_t cond;          // the event's or the semaphore's waiters (CLOCK_MONOTONIC)
     uint32_t signalled;           // the event's state, under `mutex`
+    std::atomic<int32_t> value;   // the semaphore's value: written under `mutex`, read anywhere
     char name[256];               // the shm name of a named block, else empty
 };
 
 // Opens (or creates) the block of `kind` named `name`, or makes an anonymous
-// one for a null name. Null with errno set on failure.
-SharedBlock *open_block(BlockKind kind, const char *name);
+// one for a null name. Null with errno set on failure. Only the process that
+// creates the block writes `initial` into its value, before any other can
+// see the block; `created` (may be null) tells whether this call did.
+SharedBlock *open_block(BlockKind kind, const char *name, int32_t initial = 0,
+                        bool *created = nullptr);
 
 // Drops this handle's use of the block; the last handle of a named block
 // anywhere removes its name.
@@ -39,6 +43,8 @@ void close_block(SharedBlock *block);
 // try-lock gives EBUSY when the mutex is taken, a timed wait ETIMEDOUT).
 int lock_block_mutex(pthread_mutex_t *m);
 int trylock_block_mutex(pthread_mutex_t *m);
+// Waits for the mutex until `deadline` on CLOCK_MONOTONIC.
+int timedlock_block_mutex(pthread_mutex_t *m, const timespec *deadline);
 // Waits on the block's condition with its mutex held, until `deadline` on
 // CLOCK_MONOTONIC or, for null, without limit.
 int wait_block_cond(SharedBlock *block, const timespec *deadline);

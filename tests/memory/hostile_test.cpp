@@ -206,4 +206,108 @@ TEST(Hostile, MemoryRefusesWhatNoMemoryCanHoldAndWhatIsNotThere) {
     vesk_test::run_cases(cases);
 }
 
+Expected memman(int32_t code, const char *function, const char *param) {
+    return {VESK_FAC_NONE, code, 0, 3,
+            std::string("memman:") + function + "(" + param + ")" +
+                (code == VESK_E_FAULT ? kFault : ": invalid argument.")};
+}
+
+// A storage with one piece in it, opened in the child.
+NuSMEMSTG *used_storage() {
+    static NuSMEMSTG st;
+    NuSMEMSTGopen(&st, nullptr, nullptr);
+    NuSMEMSTGalloc(&st, 32, nullptr);
+    return &st;
+}
+
+TEST(Hostile, StoragesRefuseSizesNoBlockCanHoldAndAddressesNotTheirs) {
+    const std::vector<HostileCase> cases = {
+        {"alloc in a null storage",
+         [](VeskErr *e) { return address(NuSMEMSTGalloc(nullptr, 8, e)); }, 0,
+         memman(VESK_E_FAULT, "NuSMEMSTGalloc", "@storage")},
+        {"get from a null pool", [](VeskErr *e) { return address(NuPOOLget(nullptr, e)); }, 0,
+         memman(VESK_E_FAULT, "NuPOOLget", "@pool")},
+        {"the largest size", [](VeskErr *e) { return address(NuSMEMSTGalloc(used_storage(), kHuge, e)); },
+         0, no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_alloc")},
+        {"a size that wraps with the alignment",
+         [](VeskErr *e) {
+             NuSMEMSTG *st = used_storage();
+             const size_t blocks = st->stg.block_count;
+             void *p = NuSMEMSTGaalloc(st, kHuge - 8, 64, e);
+             return p == nullptr && st->stg.block_count == blocks ? 0 : address(p);
+         },
+         0, no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_alloc")},
+        {"a size beyond any block",
+         [](VeskErr *e) { return address(NuSMEMSTGaalloc(used_storage(), kBeyondBlock, 1, e)); },
+         0, no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_alloc")},
+        {"the largest alignment",
+         [](VeskErr *e) { return address(NuSMEMSTGaalloc(used_storage(), 1, kBeyondBlock, e)); },
+         0, no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_alloc")},
+        {"an alignment that is no power of two",
+         [](VeskErr *e) { return address(NuSMEMSTGaalloc(used_storage(), 8, 24, e)); }, 0,
+         memman(VESK_E_INVAL, "NuSMEMSTGaalloc", "@alignment")},
+        {"a zero size, twice at one address",
+         [](VeskErr *e) {
+             NuSMEMSTG st;
+             NuSMEMSTGopen(&st, nullptr, e);
+             void *a = NuSMEMSTGalloc(&st, 0, e), *b = NuSMEMSTGalloc(&st, 0, e);
+             const int64_t same = a != nullptr && a == b;
+             NuMEMSTGdestroy(&st.stg);
+             return same;
+         },
+         1, kNoReport},
+        {"a pool of empty objects",
+         [](VeskErr *e) { return address(NuPOOLopen(nullptr, nullptr, 0, 8, e)); }, 0,
+         memman(VESK_E_INVAL, "NuPOOLopen", "@objsize")},
+        {"a pool whose size cannot be rounded",
+         [](VeskErr *e) { return address(NuPOOLopen(nullptr, nullptr, kHuge - 2, 16, e)); }, 0,
+         memman(VESK_E_INVAL, "NuPOOLopen", "@objsize")},
+        {"a pool aligned to 12",
+         [](VeskErr *e) { return address(NuPOOLopen(nullptr, nullptr, 8, 12, e)); }, 0,
+         memman(VESK_E_INVAL, "NuPOOLopen", "@alignment")},
+        {"a pool of objects no block holds",
+         [](VeskErr *e) {
+             NuPOOL pool;
+             NuPOOLopen(&pool, nullptr, kBeyondBlock, 0, nullptr);
+             return address(NuPOOLget(&pool, e));
+         },
+         0, no_memory(VESK_FAC_NONE, 0, "_S_malloc.mm_alloc")},
+        {"unwinding to addresses that are not the storage's",
+         [](VeskErr *) {
+             NuSMEMSTG *st = used_storage();
+             const size_t free_bytes = st->free_bytes;
+             int local = 0;
+             NuSMEMSTGfree(st, &local);
+             NuSMEMSTGfree(st, reinterpret_cast<void *>(UINTPTR_MAX));
+             NuPOOL pool;
+             NuPOOLopen(&pool, nullptr, 16, 0, nullptr);
+             char *first = static_cast<char *>(NuPOOLget(&pool, nullptr));
+             NuPOOLfree(&pool, &local);
+             NuPOOLfree(&pool, first + 5);  // inside an object: back to its start
+             const bool kept = st->free_bytes == free_bytes && NuPOOLget(&pool, nullptr) == first;
+             NuSMEMSTGstate bogus = {reinterpret_cast<NuMEMSTGLink *>(&local), 0};
+             NuSMEMSTGsetstate(st, &bogus);
+             NuPOOLstate stale = {reinterpret_cast<NuMEMSTGLink *>(&local), first, first};
+             NuPOOLsetstate(&pool, &stale);
+             return int64_t{kept && st->free_bytes == free_bytes &&
+                            NuPOOLget(&pool, nullptr) == first + 16};
+         },
+         1, kNoReport},
+        {"null records everywhere",
+         [](VeskErr *) {
+             NuSMEMSTGfree(nullptr, nullptr);
+             NuPOOLfree(nullptr, nullptr);
+             NuSMEMSTGclear(nullptr);
+             NuPOOLclear(nullptr);
+             NuMEMSTGdestroy(nullptr);
+             NuMEMSTGclose(nullptr);
+             return address(NuSMEMSTGgetstate(nullptr, nullptr)) +
+                    address(NuPOOLsetstate(nullptr, nullptr)) +
+                    address(NuSMEMSTGsetstate(nullptr, nullptr));
+         },
+         0, kNoReport},
+    };
+    vesk_test::run_cases(cases);
+}
+
 }  // namespace

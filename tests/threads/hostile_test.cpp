@@ -4,6 +4,9 @@
 // spans at the ends of the 64-bit range. Each case runs in a child process of
 // its own (see support/hostile.hpp), so a wait that wrapped into weeks is a
 // failed case at the time limit.
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -179,6 +182,116 @@ TEST(Hostile, ThreadsReportNullRecordsAndSaturateLimits) {
              return NuSCondTimedwait2(&p.cond, &p.mutex, &kFarPast, &kFarFuture, e);
          },
          -6, timed_out("NuSCondTimedwait2")},
+    };
+    vesk_test::run_cases(cases);
+}
+
+// A light semaphore opened in the child for one case, and the name's end.
+struct Semaphore {
+    NuLSem sem{};
+    std::string name = "vesk-hostile-" + std::to_string(getpid());
+    Semaphore() {
+        NuLSemattr attr;
+        NuLSemattrInit(&attr);
+        NuLSemattrSetshared(&attr, name.c_str());
+        NuLSemOpen2(&sem, &attr, nullptr);
+    }
+    ~Semaphore() { NuLSemClose(&sem); }
+};
+
+Expected lsem(int32_t code, const char *verb, const char *param, const char *tail) {
+    return {VESK_FAC_NONE, code, 0, 3,
+            std::string("light-semaphore:") + verb + "(" + param + ")" + tail};
+}
+
+TEST(Hostile, LightSemaphoresAndEventsRefuseWhatIsNotThere) {
+    static const int32_t kTakeAll[] = {INT32_MIN};
+    static const int32_t kWrap[] = {0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF};
+    static const char *const kInvalid = ": invalid argument.";
+    const std::vector<HostileCase> cases = {
+        {"null semaphore record",
+         [](VeskErr *e) {
+             NuLSemattr a;
+             NuLSemattrInit(&a);
+             a.name = "x";
+             return NuLSemOpen2(nullptr, &a, e);
+         },
+         -1, lsem(VESK_E_FAULT, "open", "@sem", kFault)},
+        {"null attributes",
+         [](VeskErr *e) {
+             NuLSem s{};
+             return NuLSemOpen2(&s, nullptr, e);
+         },
+         -1, lsem(VESK_E_FAULT, "open", "@semattr", kFault)},
+        {"an initial value above the range",
+         [](VeskErr *e) {
+             NuLSemattr a;
+             NuLSemattrInit(&a);
+             a.name = "vesk-hostile-never";
+             a.initvalue = 0xFFFFFFFFu;
+             NuLSem s{};
+             return NuLSemOpen2(&s, &a, e);
+         },
+         -1, lsem(VESK_E_INVAL, "open", "@semattr.initvalue", kInvalid)},
+        {"a name of a thousand bytes",
+         [](VeskErr *e) {
+             static const std::string name(1000, 'n');
+             NuLSemattr a;
+             NuLSemattrInit(&a);
+             a.name = name.c_str();
+             NuLSem s{};
+             return NuLSemOpen2(&s, &a, e);
+         },
+         -1, {VESK_FAC_NONE, VESK_E_INVAL, 0, 1, "@semattr.name: invalid argument."}},
+        {"a list needing more than any value",
+         [](VeskErr *e) {
+             Semaphore s;
+             return NuLSemOp(&s.sem, 1, kTakeAll, e);
+         },
+         -1, lsem(VESK_E_INVAL, "operation", "@opv", kInvalid)},
+        {"a list whose sum wraps",
+         [](VeskErr *e) {
+             Semaphore s;
+             return NuLSemTimedop_ms(&s.sem, 3, kWrap, -1, e);
+         },
+         -1, lsem(VESK_E_INVAL, "operation", "@opv", kInvalid)},
+        {"the most steps there are",
+         [](VeskErr *e) {
+             Semaphore s;
+             return NuLSemOp(&s.sem, UINT32_MAX, kWrap, e);
+         },
+         -1, lsem(VESK_E_INVAL, "operation", "@opc", kInvalid)},
+        {"a null semaphore in an operation",
+         [](VeskErr *e) { return NuLSemTryop(nullptr, 1, kWrap, e); }, -1,
+         lsem(VESK_E_FAULT, "operation", "@sem", kFault)},
+        {"a null semaphore to set",
+         [](VeskErr *e) { return NuLSemSet(nullptr, 1, e); }, -1,
+         lsem(VESK_E_FAULT, "set", "@sem", kFault)},
+        {"a value that never comes, far past",
+         [](VeskErr *e) {
+             Semaphore s;
+             static const int32_t take = -1;
+             return NuLSemTimedop(&s.sem, 1, &take, &kFarPast, e);
+         },
+         -1, {VESK_FAC_NONE, VESK_E_WRONGSTATE, 0, 2,
+              "{semop:@sem}: wrong [object] state to perform operation."}},
+        {"null attribute records", [](VeskErr *) {
+             return NuLSemattrInit(nullptr) + NuLSemattrSetshared(nullptr, "x") +
+                    NuLSemattrGetshared(nullptr, nullptr) + NuLSemattrSetinitvalue(nullptr, 1) +
+                    NuLSemattrGetinitvalue(nullptr, nullptr) + NuLSemClose(nullptr) +
+                    NuLSemValue(nullptr);
+         },
+         -6, kNoReport},
+        {"null handle event", [](VeskErr *e) { return NuPVaxeventTimedwait_ms(nullptr, 5, e); }, -1,
+         null_arg("NuPVaxeventTimedwait_ms", "@event")},
+        {"null in-process event", [](VeskErr *e) { return NuSVaxeventInit2(nullptr, nullptr, nullptr, e); },
+         -1, null_arg("NuSVaxeventInit2", "@event")},
+        {"an event never made",
+         [](VeskErr *e) {
+             NuPVaxevent ev{};
+             return NuPVaxeventSignal(&ev, e);
+         },
+         -1, {VESK_FAC_NONE, VESK_E_SYSTEM, 0, 1, std::to_string(EINVAL) + ": runtime error."}},
     };
     vesk_test::run_cases(cases);
 }

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: MIT
+// Storages and pools: which requests reach the heap and with what size, the
+// order of the root's spare blocks, unwinding to a piece and to a mark, and
+// children that hand their blocks to the root. An application allocator
+// table counts the heap calls; it can only be installed before the first
+// allocation, so each test runs in a fresh process of its own.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include "support/status.hpp"
+#include "vesk.h"
+
+namespace {
+
+using vesk_test::expect_in_fresh_process;
+
+struct Heap {
+    static inline std::vector<size_t> sizes;  // every allocation, in order
+    static inline int frees = 0;
+    static void *a(size_t n) { return sizes.push_back(n), std::malloc(n); }
+    static void *c(size_t n, size_t s) { return std::calloc(n, s); }
+    static void *r(void *p, size_t n) { return std::realloc(p, n); }
+    static void f(void *p) { frees += p != nullptr, std::free(p); }
+    static void install() {
+        static constexpr NuMallocOpv table = {a, c, r, f};
+        CHILD_CHECK(_NuMallocOpv(&table, nullptr) == 0);
+    }
+};
+
+constexpr size_t kHeader = sizeof(NuMEMSTGBlock);
+constexpr size_t kBlock = 0x10000;
+
+size_t capacity_of(NuMEMSTGLink *l) { return reinterpret_cast<NuMEMSTGBlock *>(l)->capacity; }
+char *bytes_of(NuMEMSTGLink *l) { return reinterpret_cast<char *>(l) + kHeader; }
+
+// The capacities on a ring from the head, and where `current` stands in it.
+std::vector<size_t> ring(NuMEMSTG *st, size_t *current_at = nullptr) {
+    std::vector<size_t> caps;
+    for (NuMEMSTGLink *b = st->blocks.next; b != &st->blocks; b = b->next) {
+        if (b == st->current && current_at != nullptr)
+            *current_at = caps.size();
+        caps.push_back(capacity_of(b));
+    }
+    return caps;
+}
+
+TEST(Storage, BlocksAreSixtyFourKiBWithTheHeaderOrTheRequestPlusHeader) {
+    expect_in_fresh_process([] {
+        Heap::install();
+        NuSMEMSTG st;
+        CHILD_CHECK(NuSMEMSTGopen(&st, nullptr, nullptr) == &st);
+        CHILD_CHECK(Heap::sizes.empty());
+        char *a = static_cast<char *>(NuSMEMSTGalloc(&st, 10, nullptr));
+        char *b = static_cast<char *>(NuSMEMSTGalloc(&st, 3, nullptr));
+        CHILD_CHECK(Heap::sizes == std::vector<size_t>{kBlock});
+        CHILD_CHECK(a == bytes_of(st.stg.current) && b == a + 16);
+        CHILD_CHECK(st.free_bytes == kBlock - kHeader - 19);
+        // Unaligned pieces are fine with alignment 1.
+        char *c = static_cast<char *>(NuSMEMSTGaalloc(&st, 1, 1, nullptr));
+        CHILD_CHECK(c == b + 3);
+        CHILD_CHECK(NuSMEMSTGaalloc(&st, 100000, 1, nullptr) != nullptr);
+        CHILD_CHECK(Heap::sizes.back() == 100000 + kHeader);
+        CHILD_CHECK(st.free_bytes == 0 && st.stg.block_count == 2);
+        NuMEMSTGdestroy(&st.stg);
+        CHILD_CHECK(Heap::frees == 2 && st.stg.block_count == 0);
+    });
+}
+
+TEST(Storage, APieceThatNoLongerFitsAfterAligningExchangesAnUntouchedBlock) {
+    expect_in_fresh_process([] {
+        Heap::install();
+        NuSMEMSTG st;
+        NuSMEMSTGopen(&st, nullptr, nullptr);
+        // The heap's blocks are 16-aligned and the header is three words, so
+        // the bytes of a block are never 16-aligned.
+        char *p = static_cast<char *>(NuSMEMSTGaalloc(&st, 100000, 16, nullptr));
+        CHILD_CHECK(p != nullptr && reinterpret_cast<uintptr_t>(p) % 16 == 0);
+        CHILD_CHECK((Heap::sizes == std::vector<size_t>{100000 + kHeader, 100016 + kHeader}));
+        CHILD_CHECK(Heap::frees == 1);  // the spare too small for the request went back
+        CHILD_CHECK(st.stg.block_count == 1);
+        NuMEMSTGdestroy(&st.stg);
+    });
+}
+
+TEST(Storage, FreeingAPieceGivesTheNewerBlocksBackAsSortedSpares) {
+    expect_in_fresh_process([] {
+        Heap::install();
+        NuSMEMSTG st;
+        NuSMEMSTGopen(&st, nullptr, nullptr);
+        std::vector<void *> pieces;
+        for (size_t size : {40000, 40000, 40000, 300000, 100000})  // a block each
+            pieces.push_back(NuSMEMSTGalloc(&st, size, nullptr));
+        CHILD_CHECK(st.stg.block_count == 5 && Heap::sizes.size() == 5);
+        NuSMEMSTGfree(&st, pieces[2]);
+        size_t at = 99;
+        CHILD_CHECK((ring(&st.stg, &at) ==
+                     std::vector<size_t>{kBlock - kHeader, kBlock - kHeader, kBlock - kHeader,
+                                         100000, 300000}));
+        CHILD_CHECK(at == 2 && st.free_bytes == kBlock - kHeader);
+        CHILD_CHECK(NuSMEMSTGalloc(&st, 40000, nullptr) == pieces[2]);
+        // The smallest spare that fits; none of them reaches the heap.
+        void *mid = NuSMEMSTGalloc(&st, 90000, nullptr);
+        CHILD_CHECK(mid == pieces[4]);
+        CHILD_CHECK(NuSMEMSTGalloc(&st, 200000, nullptr) == pieces[3]);
+        CHILD_CHECK(Heap::sizes.size() == 5 && Heap::frees == 0);
+        // Clearing a root keeps everything as spares.
+        NuSMEMSTGclear(&st);
+        CHILD_CHECK(st.stg.current == &st.stg.blocks && st.stg.block_count == 5);
+        CHILD_CHECK((ring(&st.stg) == std::vector<size_t>{kBlock - kHeader, kBlock - kHeader,
+                                                          kBlock - kHeader, 100000, 300000}));
+        CHILD_CHECK(Heap::frees == 0);
+        NuSMEMSTGfree(&st, nullptr);
+        NuMEMSTGdestroy(&st.stg);
+        CHILD_CHECK(Heap::frees == 5);
+    });
+}
+
+TEST(Storage, ATooSmallSpareIsReleasedForTheNewBlock) {
+    expect_in_fresh_process([] {
+        Heap::install();
+        NuSMEMSTG st;
+        NuSMEMSTGopen(&st, nullptr, nullptr);
+        NuSMEMSTGalloc(&st, 8, nullptr);
+        NuSMEMSTGclear(&st);
+        CHILD_CHECK(NuSMEMSTGalloc(&st, 70000, nullptr) != nullptr);
+        CHILD_CHECK(Heap::frees == 1 && Heap::sizes.back() == 70000 + kHeader);
+        CHILD_CHECK(st.stg.block_count == 1);
+        NuMEMSTGdestroy(&st.stg);
+    });
+}
+
+TEST(Storage, ChildrenHandTheirBlocksToTheRootAndTheNextChildTakesThem) {
+    expect_in_fresh_process([] {
+        Heap::install();
+        NuSMEMSTG root;
+        NuSMEMSTGopen(&root, nullptr, nullptr);
+        NuSMEMSTG *child = NuSMEMSTGopen(nullptr, &root.stg, nullptr);
+        CHILD_CHECK(child != nullptr && Heap::sizes.size() == 1);
+        for (int i = 0; i < 3; ++i)
+            NuSMEMSTGalloc(child, 50000, nullptr);
+        CHILD_CHECK(child->stg.block_count == 3 && root.stg.block_count == 0);
+        NuSMEMSTGclear(child);
+        CHILD_CHECK(child->stg.block_count == 0 && root.stg.block_count == 3);
+        const size_t heap_calls = Heap::sizes.size();
+        NuMEMSTGclose(&child->stg);
+        NuPOOL *second = NuPOOLopen(nullptr, &root.stg, 40000, 0, nullptr);
+        for (int i = 0; i < 3; ++i)
+            CHILD_CHECK(NuPOOLget(second, nullptr) != nullptr);
+        CHILD_CHECK(Heap::sizes.size() == heap_calls + 1);  // only the pool's record
+        CHILD_CHECK(second->stg.block_count == 3 && root.stg.block_count == 0);
+        NuMEMSTGclose(&second->stg);
+        CHILD_CHECK(root.stg.block_count == 3);
+        const int frees = Heap::frees;
+        NuMEMSTGdestroy(&root.stg);
+        CHILD_CHECK(Heap::frees == frees + 3);
+    });
+}
+
+TEST(Storage, AMarkRestoredGivesTheSameAddressesAgain) {
+    NuSMEMSTG st;
+    NuSMEMSTGopen(&st, nullptr, nullptr);
+    NuSMEMSTGalloc(&st, 100, nullptr);
+    NuSMEMSTGstate mark;
+    ASSERT_EQ(NuSMEMSTGgetstate(&mark, &st), &mark);
+    void *first = NuSMEMSTGalloc(&st, 24, nullptr);
+    for (int i = 0; i < 10; ++i)
+        NuSMEMSTGalloc(&st, 30000, nullptr);
+    EXPECT_GT(st.stg.block_count, 1u);
+    EXPECT_EQ(NuSMEMSTGsetstate(&st, &mark), &st);
+    EXPECT_EQ(NuSMEMSTGalloc(&st, 24, nullptr), first);
+    // An address that is not the storage's changes nothing.
+    int elsewhere = 0;
+    const size_t free_bytes = st.free_bytes;
+    NuSMEMSTGfree(&st, &elsewhere);
+    EXPECT_EQ(st.free_bytes, free_bytes);
+    NuMEMSTGdestroy(&st.stg);
+}
+
+TEST(Pool, ObjectsAreRoundedAlignedAndUnwoundFromAnyOfThem) {
+    NuPOOL pool;
+    ASSERT_EQ(NuPOOLopen(&pool, nullptr, 10, 0, nullptr), &pool);
+    EXPECT_EQ(pool.object_size, 16u);
+    EXPECT_EQ(pool.alignment, 8u);
+    NuPOOL wide;
+    ASSERT_EQ(NuPOOLopen(&wide, &pool.stg, 24, 64, nullptr), &wide);
+    EXPECT_EQ(wide.object_size, 64u);
+    std::vector<char *> objects;
+    for (int i = 0; i < 3000; ++i) {  // a few blocks' worth
+        objects.push_back(static_cast<char *>(NuPOOLget(&wide, nullptr)));
+        ASSERT_EQ(reinterpret_cast<uintptr_t>(objects.back()) % 64, 0u);
+    }
+    EXPECT_GE(wide.stg.block_count, 3u);
+    NuPOOLstate mark;
+    NuPOOLgetstate(&mark, &wide);
+    char *after_mark = static_cast<char *>(NuPOOLget(&wide, nullptr));
+    NuPOOLget(&wide, nullptr);
+    EXPECT_EQ(NuPOOLsetstate(&wide, &mark), &wide);
+    EXPECT_EQ(NuPOOLget(&wide, nullptr), after_mark);
+    NuPOOLfree(&wide, objects[1500]);
+    EXPECT_EQ(NuPOOLget(&wide, nullptr), objects[1500]);
+    EXPECT_EQ(NuPOOLget(&wide, nullptr), objects[1501]);
+    // The mark's block went back with the free: the mark no longer holds.
+    NuPOOLsetstate(&wide, &mark);
+    EXPECT_EQ(NuPOOLget(&wide, nullptr), objects[1502]);
+    NuPOOLfree(&wide, objects[0]);
+    EXPECT_EQ(wide.stg.block_count, 1u);
+    EXPECT_EQ(NuPOOLget(&wide, nullptr), objects[0]);
+    NuPOOLclear(&wide);
+    EXPECT_EQ(wide.next_object, nullptr);
+    EXPECT_GE(pool.stg.block_count, 3u) << "the child's blocks went to the root";
+    NuMEMSTGdestroy(&wide.stg);
+    NuMEMSTGdestroy(&pool.stg);
+}
+
+}  // namespace

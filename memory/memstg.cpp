@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: MIT
+// Mark-release storages: pieces of any size (NuSMEMSTG) or objects of one
+// size (NuPOOL) handed out by moving a position through large blocks, with no
+// header per piece, and given back all at once, from a piece on, or to a
+// saved mark.
+#include <cstring>
+
+#include "memory/memstg_ring.hpp"
+#include "vesk.h"
+
+using namespace vesk::memory;
+
+namespace {
+
+constexpr size_t kDefaultAlignment = 8;
+
+template <class Record>
+Record *record_for(Record *record, VeskErr *status) {
+    if (record != nullptr)
+        return record;
+    return static_cast<Record *>(_NuMalloc(sizeof(Record), status));
+}
+
+// ---- Pieces of any size ---------------------------------------------------------------
+
+// The position in `current` where the next piece would start.
+uintptr_t position_of(const NuSMEMSTG *st) {
+    return reinterpret_cast<uintptr_t>(end_of(st->stg.current)) - st->free_bytes;
+}
+
+// Takes `size` bytes at `at`, `pos` being the first free byte, if they fit.
+inline void *carve(NuSMEMSTG *st, uintptr_t pos, uintptr_t at, size_t size) {
+    st->free_bytes -= (at - pos) + size;
+    return reinterpret_cast<void *>(at);
+}
+
+inline bool room_for(const NuSMEMSTG *st, uintptr_t pos, uintptr_t at, size_t size) {
+    size_t used;
+    return !__builtin_add_overflow(at - pos, size, &used) && used <= st->free_bytes;
+}
+
+// The rounding used up the room of `current`: a block that holds the piece
+// wherever its bytes start. A block nothing was taken from goes back first.
+void *aligned_in_new_block(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr *status) {
+    if (st->free_bytes == capacity_of(st->stg.current)) {
+        give_back_current(&st->stg);
+        st->free_bytes = 0;  // the older block's room is not known: never used again
+    }
+    size_t need;
+    if (__builtin_add_overflow(size, alignment, &need)) {
+        report_too_large(status);
+        return nullptr;
+    }
+    NuMEMSTGLink *b = take_block(&st->stg, need, status);
+    if (b == nullptr)
+        return nullptr;
+    st->free_bytes = capacity_of(b);
+    const auto pos = reinterpret_cast<uintptr_t>(bytes_of(b));
+    uintptr_t at;
+    align_up(pos, alignment, at);  // within the block: it holds size + alignment
+    return carve(st, pos, at, size);
+}
+
+void *aalloc(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr *status) {
+    if (st->free_bytes < size || !has_block(&st->stg)) [[unlikely]] {
+        NuMEMSTGLink *b = take_block(&st->stg, size, status);
+        if (b == nullptr)
+            return nullptr;
+        st->free_bytes = capacity_of(b);
+    }
+    const uintptr_t pos = position_of(st);
+    uintptr_t at;
+    if (align_up(pos, alignment, at) && room_for(st, pos, at, size)) [[likely]]
+        return carve(st, pos, at, size);
+    return aligned_in_new_block(st, size, alignment, status);
+}
+
+// ---- Objects of one size --------------------------------------------------------------
+
+// The first object position of a block, and the end of the whole objects
+// that fit behind it.
+uintptr_t first_object(const NuPOOL *pool, NuMEMSTGLink *b) {
+    uintptr_t at;
+    align_up(reinterpret_cast<uintptr_t>(bytes_of(b)), pool->alignment, at);
+    return at;
+}
+
+void fill_from(NuPOOL *pool, NuMEMSTGLink *b, uintptr_t next) {
+    const uintptr_t first = first_object(pool, b);
+    const uintptr_t end = reinterpret_cast<uintptr_t>(end_of(b));
+    const size_t objects = end > first ? (end - first) / pool->object_size : 0;
+    const uintptr_t end_object = first + objects * pool->object_size;
+    // On an object's boundary within the block, whatever address came in.
+    if (next < first)
+        next = first;
+    if (next > end_object)
+        next = end_object;
+    next = first + (next - first) / pool->object_size * pool->object_size;
+    pool->next_object = reinterpret_cast<char *>(next);
+    pool->end_object = reinterpret_cast<char *>(end_object);
+}
+
+void place_pool(NuPOOL *pool, NuMEMSTGLink *mark, const void *next) {
+    unwind_to(&pool->stg, mark);
+    if (has_block(&pool->stg)) {
+        fill_from(pool, mark, reinterpret_cast<uintptr_t>(next));
+    } else {
+        pool->next_object = nullptr;
+        pool->end_object = nullptr;
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+VESK_API NuSMEMSTG *NuSMEMSTGopen(NuSMEMSTG *record, NuMEMSTG *parent, VeskErr *status) {
+    NuSMEMSTG *st = record_for(record, status);
+    if (st == nullptr)
+        return nullptr;
+    open_ring(&st->stg, parent);
+    st->free_bytes = 0;
+    return st;
+}
+
+VESK_API NuPOOL *NuPOOLopen(NuPOOL *record, NuMEMSTG *parent, size_t object_size,
+                            size_t alignment, VeskErr *status) {
+    if (alignment == 0)
+        alignment = kDefaultAlignment;
+    if (!is_power_of_two(alignment)) {
+        report_argument(status, VESK_E_INVAL, "NuPOOLopen", "@alignment");
+        return nullptr;
+    }
+    uintptr_t rounded;
+    if (object_size == 0 || !align_up(object_size, alignment, rounded)) {
+        report_argument(status, VESK_E_INVAL, "NuPOOLopen", "@objsize");
+        return nullptr;
+    }
+    NuPOOL *pool = record_for(record, status);
+    if (pool == nullptr)
+        return nullptr;
+    open_ring(&pool->stg, parent);
+    pool->object_size = rounded;
+    pool->alignment = alignment;
+    pool->next_object = pool->end_object = nullptr;
+    return pool;
+}
+
+VESK_API void *NuSMEMSTGaalloc(NuSMEMSTG *storage, size_t size, size_t alignment,
+                               VeskErr *status) {
+    if (storage == nullptr) {
+        report_argument(status, VESK_E_FAULT, "NuSMEMSTGaalloc", "@storage");
+        return nullptr;
+    }
+    if (!is_power_of_two(alignment)) {
+        report_argument(status, VESK_E_INVAL, "NuSMEMSTGaalloc", "@alignment");
+        return nullptr;
+    }
+    return aalloc(storage, size, alignment, status);
+}
+
+VESK_API void *NuSMEMSTGalloc(NuSMEMSTG *storage, size_t size, VeskErr *status) {
+    if (storage == nullptr) [[unlikely]] {
+        report_argument(status, VESK_E_FAULT, "NuSMEMSTGalloc", "@storage");
+        return nullptr;
+    }
+    return aalloc(storage, size, kDefaultAlignment, status);
+}
+
+VESK_API void *NuPOOLget(NuPOOL *pool, VeskErr *status) {
+    if (pool == nullptr) [[unlikely]] {
+        report_argument(status, VESK_E_FAULT, "NuPOOLget", "@pool");
+        return nullptr;
+    }
+    if (pool->next_object == pool->end_object) [[unlikely]] {
+        // Opened by NuPOOLopen, a size and an alignment never overflow here.
+        NuMEMSTGLink *b = take_block(&pool->stg, pool->alignment + pool->object_size, status);
+        if (b == nullptr)
+            return nullptr;
+        fill_from(pool, b, 0);
+    }
+    char *object = pool->next_object;
+    pool->next_object = object + pool->object_size;
+    return object;
+}
+
+VESK_API void NuSMEMSTGfree(NuSMEMSTG *storage, void *address) {
+    if (storage == nullptr || address == nullptr)
+        return;
+    NuMEMSTGLink *b = block_holding(&storage->stg, address);
+    if (b == nullptr)
+        return;
+    unwind_to(&storage->stg, b);
+    storage->free_bytes = static_cast<size_t>(end_of(b) - static_cast<char *>(address));
+}
+
+VESK_API void NuPOOLfree(NuPOOL *pool, void *address) {
+    if (pool == nullptr || address == nullptr)
+        return;
+    NuMEMSTGLink *b = block_holding(&pool->stg, address);
+    if (b != nullptr)
+        place_pool(pool, b, address);
+}
+
+VESK_API void NuSMEMSTGclear(NuSMEMSTG *storage) {
+    if (storage == nullptr)
+        return;
+    unwind_to(&storage->stg, &storage->stg.blocks);
+    storage->free_bytes = 0;
+}
+
+VESK_API void NuPOOLclear(NuPOOL *pool) {
+    if (pool != nullptr)
+        place_pool(pool, &pool->stg.blocks, nullptr);
+}
+
+VESK_API NuSMEMSTGstate *NuSMEMSTGgetstate(NuSMEMSTGstate *state, const NuSMEMSTG *storage) {
+    if (state != nullptr && storage != nullptr)
+        *state = {storage->stg.current, storage->free_bytes};
+    return state;
+}
+
+VESK_API NuPOOLstate *NuPOOLgetstate(NuPOOLstate *state, const NuPOOL *pool) {
+    if (state != nullptr && pool != nullptr)
+        *state = {pool->stg.current, pool->next_object, pool->end_object};
+    return state;
+}
+
+VESK_API NuSMEMSTG *NuSMEMSTGsetstate(NuSMEMSTG *storage, const NuSMEMSTGstate *state) {
+    if (storage == nullptr || state == nullptr || !in_use(&storage->stg, state->current))
+        return storage;
+    const bool head = state->current == &storage->stg.blocks;
+    if (head ? state->free_bytes != 0 : state->free_bytes > capacity_of(state->current))
+        return storage;
+    unwind_to(&storage->stg, state->current);
+    storage->free_bytes = state->free_bytes;
+    return storage;
+}
+
+VESK_API NuPOOL *NuPOOLsetstate(NuPOOL *pool, const NuPOOLstate *state) {
+    if (pool != nullptr && state != nullptr && in_use(&pool->stg, state->current))
+        place_pool(pool, state->current, state->next_object);
+    return pool;
+}
+
+VESK_API void NuMEMSTGdestroy(NuMEMSTG *storage) {
+    if (storage == nullptr)
+        return;
+    if (storage->parent != nullptr) {
+        unwind_to(storage, &storage->blocks);
+        return;
+    }
+    NuMEMSTGLink *head = &storage->blocks;
+    for (NuMEMSTGLink *b = head->next; b != head;) {
+        NuMEMSTGLink *next = b->next;
+        NuMfree(b);
+        b = next;
+    }
+    open_ring(storage, nullptr);
+}
+
+VESK_API void NuMEMSTGclose(NuMEMSTG *storage) {
+    if (storage == nullptr)
+        return;
+    NuMEMSTGdestroy(storage);
+    NuMfree(storage);
+}
+
+}  // extern "C"

@@ -952,8 +952,10 @@ VESK_API int64_t NuSVaxeventTimedwait_rel(NuSVaxevent *event, const struct times
 
 /* A process's handle on a light semaphore. `view` is the shared block (the
  * value, the count of open handles in all processes, a robust lock and a
- * condition); the other words keep their places and hold 0 on this platform.
- * Null `view`: not open. */
+ * condition) and `mapping` the descriptor of the shared-memory object, which
+ * the handle keeps open; `mutex` and `event` keep their places and hold 0 on
+ * this platform. Null `view`: not open. A handle belongs to the process that
+ * opened it: a child made by fork opens the name again. */
 typedef struct NuLSem {
     void *view;
     uintptr_t mapping;
@@ -991,7 +993,9 @@ VESK_API int64_t NuLSemattrGetinitvalue(const NuLSemattr *attr, uint32_t *value)
  * "light-semaphore:open:FileMapping") and then gives 0: the result decides.
  * The last close in any process removes the name and the value with it. */
 VESK_API int64_t NuLSemOpen2(NuLSem *sem, const NuLSemattr *attr, VeskErr *err);
-/* Drops this handle; 0. A closed or null record does nothing. */
+/* Drops this handle; 0. The last live handle in any process, however many
+ * processes were killed with theirs open, removes the name. A closed or null
+ * record does nothing. */
 VESK_API int64_t NuLSemClose(NuLSem *sem);
 /* Applies the list of `opc` steps in `opv` to the value all at once, or not
  * at all: a positive step adds, a negative one takes away and may not go

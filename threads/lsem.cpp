@@ -6,7 +6,9 @@
 // process-shared mutex and a condition on the monotonic clock. A list that
 // does not fit sleeps on the condition; whoever changes the value wakes every
 // sleeper, since each waits for a value of its own. A holder that dies leaves
-// the value as its single store left it, and the next taker goes on.
+// the value as its single store left it, and the next taker goes on. Each
+// handle keeps the object's descriptor, so that the last live handle removes
+// the name even when a process that had it open was killed.
 #include <cerrno>
 #include <cstring>
 
@@ -207,8 +209,9 @@ VESK_API int64_t NuLSemOpen2(NuLSem *sem, const NuLSemattr *attr, VeskErr *err) 
     if (attr->initvalue > kLSemMax)
         return refuse(err, VESK_E_INVAL, "open", "@semattr.initvalue");
     bool created = false;
+    int fd = -1;
     SharedBlock *b = open_block(BlockKind::semaphore, attr->name,
-                                static_cast<int32_t>(attr->initvalue), &created);
+                                static_cast<int32_t>(attr->initvalue), &created, &fd);
     if (b == nullptr) {
         report_not_ready(err, "create");
         return -1;
@@ -218,6 +221,7 @@ VESK_API int64_t NuLSemOpen2(NuLSem *sem, const NuLSemattr *attr, VeskErr *err) 
     if (created)
         report_not_ready(err, "open");
     sem->view = b;
+    sem->mapping = static_cast<uintptr_t>(fd);
     return 0;
 }
 
@@ -225,8 +229,9 @@ VESK_API int64_t NuLSemClose(NuLSem *sem) {
     if (sem == nullptr || sem->view == nullptr)
         return 0;
     SharedBlock *b = block_of(sem);
+    const int fd = static_cast<int>(sem->mapping);
     *sem = NuLSem{};
-    close_block(b);
+    close_block(b, fd);
     return 0;
 }
 

@@ -7,6 +7,13 @@
 // in all processes; the handle that takes it to 0 removes the name. A handle
 // that finds the count already at 0 met a dying block and starts again, so
 // that a name never leads to a block whose name is going away.
+//
+// A handle that keeps its descriptor also holds a shared lock on the object
+// (an open-file-description lock, which the kernel drops when the process
+// dies). A closing handle that can then take the lock exclusively is the last
+// live one, whatever the count says about processes that were killed, and
+// removes the name. An opener takes its shared lock before it looks at the
+// block and starts again if the name went meanwhile.
 #include "shared_block_posix.hpp"
 
 #include <fcntl.h>
@@ -100,6 +107,36 @@ bool wait_until_ready(SharedBlock *b) {
     return false;
 }
 
+// The shared lock of a handle that keeps its descriptor; waits only while a
+// closing handle checks whether it is the last.
+bool hold_shared(int fd) {
+    struct flock fl{};
+    fl.l_type = F_RDLCK;
+    fl.l_whence = SEEK_SET;
+    fl.l_len = 1;
+    while (fcntl(fd, F_OFD_SETLKW, &fl) != 0)
+        if (errno != EINTR)
+            return false;
+    return true;
+}
+
+bool still_named(int fd) {
+    struct stat st{};
+    return fstat(fd, &st) == 0 && st.st_nlink > 0;
+}
+
+// Whether no other live handle holds the object: this one's shared lock is
+// given up and the exclusive lock tried, without waiting.
+bool only_live_holder(int fd) {
+    struct flock fl{};
+    fl.l_type = F_UNLCK;
+    fl.l_whence = SEEK_SET;
+    fl.l_len = 1;
+    fcntl(fd, F_OFD_SETLK, &fl);
+    fl.l_type = F_WRLCK;
+    return fcntl(fd, F_OFD_SETLK, &fl) == 0;
+}
+
 SharedBlock *create_named(const char *shm, BlockKind kind, int32_t initial, int fd) {
     if (ftruncate(fd, sizeof(SharedBlock)) != 0)
         return nullptr;
@@ -115,13 +152,21 @@ SharedBlock *create_named(const char *shm, BlockKind kind, int32_t initial, int 
 
 // One try at opening a block that exists: null with errno EAGAIN when it was
 // dying and the caller should start again.
-SharedBlock *open_existing(const char *shm, BlockKind kind) {
+SharedBlock *open_existing(const char *shm, BlockKind kind, int *kept_fd) {
     const int fd = shm_open(shm, O_RDWR, 0);
     if (fd < 0)
         return nullptr;  // ENOENT: gone meanwhile, the caller starts again
+    if (kept_fd != nullptr && (!hold_shared(fd) || !still_named(fd))) {
+        close(fd);
+        errno = ENOENT;
+        return nullptr;
+    }
     SharedBlock *b = wait_for_size(fd) ? map_fd(fd) : nullptr;
     const int e = errno;
-    close(fd);
+    if (kept_fd == nullptr || b == nullptr)
+        close(fd);
+    else
+        *kept_fd = fd;
     if (b == nullptr) {
         errno = e;
         return nullptr;
@@ -145,16 +190,33 @@ SharedBlock *open_existing(const char *shm, BlockKind kind) {
     return b;
 }
 
-SharedBlock *open_named(BlockKind kind, const char *name, int32_t initial, bool *created) {
+// Drops the descriptor a failed open kept.
+SharedBlock *without_kept_fd(SharedBlock *b, int *kept_fd) {
+    if (b == nullptr && kept_fd != nullptr && *kept_fd >= 0) {
+        const int e = errno;
+        close(*kept_fd);
+        *kept_fd = -1;
+        errno = e;
+    }
+    return b;
+}
+
+SharedBlock *open_named(BlockKind kind, const char *name, int32_t initial, bool *created,
+                        int *kept_fd) {
     char shm[256];
     if (!shm_name_of(kind, name, shm))
         return nullptr;
     for (;;) {
         const int fd = shm_open(shm, O_RDWR | O_CREAT | O_EXCL, 0600);
         if (fd >= 0) {
-            SharedBlock *b = create_named(shm, kind, initial, fd);
+            SharedBlock *b = kept_fd == nullptr || hold_shared(fd)
+                                 ? create_named(shm, kind, initial, fd)
+                                 : nullptr;
             const int e = errno;
-            close(fd);
+            if (kept_fd != nullptr && b != nullptr)
+                *kept_fd = fd;
+            else
+                close(fd);
             if (b == nullptr) {
                 shm_unlink(shm);
                 errno = e;
@@ -165,7 +227,7 @@ SharedBlock *open_named(BlockKind kind, const char *name, int32_t initial, bool 
         }
         if (errno != EEXIST)
             return nullptr;
-        SharedBlock *b = open_existing(shm, kind);
+        SharedBlock *b = without_kept_fd(open_existing(shm, kind, kept_fd), kept_fd);
         if (b != nullptr || (errno != ENOENT && errno != EAGAIN))
             return b;
         sched_yield();
@@ -186,22 +248,28 @@ SharedBlock *make_anonymous(BlockKind kind, int32_t initial) {
 
 }  // namespace
 
-SharedBlock *open_block(BlockKind kind, const char *name, int32_t initial, bool *created) {
+SharedBlock *open_block(BlockKind kind, const char *name, int32_t initial, bool *created,
+                        int *kept_fd) {
     if (created != nullptr)
         *created = false;
+    if (kept_fd != nullptr)
+        *kept_fd = -1;
     if (name == nullptr) {
         SharedBlock *b = make_anonymous(kind, initial);
         if (created != nullptr)
             *created = b != nullptr;
         return b;
     }
-    return open_named(kind, name, initial, created);
+    return open_named(kind, name, initial, created, kept_fd);
 }
 
-void close_block(SharedBlock *block) {
-    if (block->opens.fetch_sub(1, std::memory_order_acq_rel) == 1 && block->name[0] != '\0')
+void close_block(SharedBlock *block, int kept_fd) {
+    const bool last = block->opens.fetch_sub(1, std::memory_order_acq_rel) == 1;
+    if (block->name[0] != '\0' && (last || (kept_fd >= 0 && only_live_holder(kept_fd))))
         shm_unlink(block->name);
     munmap(block, sizeof *block);
+    if (kept_fd >= 0)
+        close(kept_fd);
 }
 
 namespace {

@@ -30,13 +30,17 @@ struct SharedBlock {
 // Opens (or creates) the block of `kind` named `name`, or makes an anonymous
 // one for a null name. Null with errno set on failure. Only the process that
 // creates the block writes `initial` into its value, before any other can
-// see the block; `created` (may be null) tells whether this call did.
+// see the block; `created` (may be null) tells whether this call did. With
+// `kept_fd`, a named block's descriptor stays open in it for close_block,
+// holding a shared lock that the kernel drops if the process dies (-1 for an
+// anonymous block or on failure).
 SharedBlock *open_block(BlockKind kind, const char *name, int32_t initial = 0,
-                        bool *created = nullptr);
+                        bool *created = nullptr, int *kept_fd = nullptr);
 
 // Drops this handle's use of the block; the last handle of a named block
-// anywhere removes its name.
-void close_block(SharedBlock *block);
+// anywhere removes its name. With the descriptor the open kept, "last" also
+// counts out handles of processes that died without closing them.
+void close_block(SharedBlock *block, int kept_fd = -1);
 
 // The calls on a block's robust mutex. The death of the former owner is not
 // a failure: the lock passes to the caller, consistent. 0 or an errno (a

@@ -588,9 +588,10 @@ typedef struct NuPOOLstate {
 VESK_API NuSMEMSTG *NuSMEMSTGopen(NuSMEMSTG *record, NuMEMSTG *parent, VeskErr *status);
 /* Opens a pool of objects of `object_size` bytes aligned to `alignment` (a
  * power of two; 0 means 8), the size rounded up to a multiple of it. Null
- * after a report: code 259 ("memman:NuPOOLopen(@objsize)" or "@alignment") for a
- * size of 0, an alignment that is no power of two or a size that cannot be
- * rounded; 32773 when the record cannot be allocated. */
+ * after a report: code 259 ("memman:NuPOOLopen(@objsize)" or "@alignment")
+ * for a size of 0, an alignment that is no power of two, or a size that,
+ * rounded and with the alignment added, cannot be written in a word; 32773
+ * when the record cannot be allocated. */
 VESK_API NuPOOL *NuPOOLopen(NuPOOL *record, NuMEMSTG *parent, size_t object_size,
                             size_t alignment, VeskErr *status);
 /* `size` bytes at the next position aligned to 8 (NuSMEMSTGalloc) or to

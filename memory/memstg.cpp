@@ -131,8 +131,11 @@ VESK_API NuPOOL *NuPOOLopen(NuPOOL *record, NuMEMSTG *parent, size_t object_size
         report_argument(status, VESK_E_INVAL, "NuPOOLopen", "@alignment");
         return nullptr;
     }
-    uintptr_t rounded;
-    if (object_size == 0 || !align_up(object_size, alignment, rounded)) {
+    // A get takes blocks of the alignment plus the rounded size: both must
+    // be written in a word.
+    uintptr_t rounded, block_need;
+    if (object_size == 0 || !align_up(object_size, alignment, rounded) ||
+        __builtin_add_overflow(rounded, alignment, &block_need)) {
         report_argument(status, VESK_E_INVAL, "NuPOOLopen", "@objsize");
         return nullptr;
     }

@@ -122,37 +122,4 @@ TEST(Event, InProcessBroadcastReleasesEveryWaiter) {
     EXPECT_EQ(NuSVaxeventDestroy(&e, nullptr), 0);
 }
 
-TEST(Event, LockCallsAreTheFamiliesOwn) {
-    NuPVaxevent p;
-    NuSVaxevent s;
-    ASSERT_EQ(NuPVaxeventInit(&p, nullptr), 0);
-    ASSERT_EQ(NuSVaxeventInit(&s, nullptr), 0);
-    ASSERT_EQ(NuPVaxeventLock(&p, nullptr), 0);
-    ASSERT_EQ(NuSVaxeventLock(&s, nullptr), 0);
-    std::thread([&] {
-        Status ps, ss;
-        EXPECT_EQ(NuPVaxeventTrylock(&p, &ps.err), 0);
-        EXPECT_STREQ(ps.buf, "NuPMutexTrylock:@mutex: resource is used [by another process] in "
-                             "a conflicting manner.");
-        EXPECT_EQ(NuSVaxeventTrylock(&s, &ss.err), 0);
-        EXPECT_EQ(ss.err.status, VESK_E_BUSY);
-        Status un;
-        EXPECT_EQ(NuPVaxeventUnlock(&p, &un.err), -1) << "not the owner";
-    }).join();
-    EXPECT_EQ(NuPVaxeventTrylock(&p, nullptr), 1) << "the owner takes it again";
-    EXPECT_EQ(NuPVaxeventUnlock(&p, nullptr), 0);
-    Status st;
-    EXPECT_EQ(NuSVaxeventTimedwait_ms(&s, int64_t{1} << 33, &st.err), -1);
-    EXPECT_STREQ(st.buf, "NuSCondTimedwait_ms(@duration): invalid argument.");
-    const timespec past = {1, 0};
-    EXPECT_EQ(NuSVaxeventTimedwait(&s, &past, nullptr), -6);
-    EXPECT_EQ(NuPVaxeventTimedwait2(&p, &past, nullptr, nullptr), -6);
-    EXPECT_EQ(NuPVaxeventSignal(&p, nullptr), 0);
-    EXPECT_EQ(NuPVaxeventWait(&p, nullptr), 0) << "a signal before the wait is kept";
-    EXPECT_EQ(NuPVaxeventUnlock(&p, nullptr), 0);
-    EXPECT_EQ(NuSVaxeventUnlock(&s, nullptr), 0);
-    EXPECT_EQ(NuPVaxeventDestroy(&p, nullptr), 0);
-    EXPECT_EQ(NuSVaxeventDestroy(&s, nullptr), 0);
-}
-
 }  // namespace

@@ -275,13 +275,6 @@ TEST(Hostile, LightSemaphoresAndEventsRefuseWhatIsNotThere) {
          },
          -1, {VESK_FAC_NONE, VESK_E_WRONGSTATE, 0, 2,
               "{semop:@sem}: wrong [object] state to perform operation."}},
-        {"null attribute records", [](VeskErr *) {
-             return NuLSemattrInit(nullptr) + NuLSemattrSetshared(nullptr, "x") +
-                    NuLSemattrGetshared(nullptr, nullptr) + NuLSemattrSetinitvalue(nullptr, 1) +
-                    NuLSemattrGetinitvalue(nullptr, nullptr) + NuLSemClose(nullptr) +
-                    NuLSemValue(nullptr);
-         },
-         -6, kNoReport},
         {"null handle event", [](VeskErr *e) { return NuPVaxeventTimedwait_ms(nullptr, 5, e); }, -1,
          null_arg("NuPVaxeventTimedwait_ms", "@event")},
         {"null in-process event", [](VeskErr *e) { return NuSVaxeventInit2(nullptr, nullptr, nullptr, e); },

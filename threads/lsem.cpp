@@ -85,6 +85,15 @@ SharedBlock *checked_block(NuLSem *sem, const char *verb, VeskErr *err) {
     return block_of(sem);
 }
 
+// Wakes every sleeper after a change, once the lock is given up: a waiter
+// that looked at the old value is already asleep on the condition (the wait
+// gives the lock up and starts sleeping in one step), and the woken ones find
+// the lock free instead of waking into a lock that is still held.
+void wake_after_change(SharedBlock *b, bool changed) {
+    if (changed)
+        pthread_cond_broadcast(&b->cond);
+}
+
 int64_t operate(NuLSem *sem, uint32_t opc, const int32_t *opv, uint32_t limit, VeskErr *err) {
     StepList list;
     switch (prepare_steps(opc, opv, list)) {
@@ -121,11 +130,10 @@ int64_t operate(NuLSem *sem, uint32_t opc, const int32_t *opv, uint32_t limit, V
             return report_wait_failed(err);
         }
     }
-    if (list.total != 0) {
+    if (list.total != 0)
         b->value.store(static_cast<int32_t>(value + list.total), std::memory_order_relaxed);
-        pthread_cond_broadcast(&b->cond);
-    }
     pthread_mutex_unlock(&b->mutex);
+    wake_after_change(b, list.total != 0);
     return 0;
 }
 
@@ -142,11 +150,10 @@ int64_t set(NuLSem *sem, uint32_t value, uint32_t limit, VeskErr *err) {
     }
     if (locked.error != 0)
         return report_wait_failed(err);
-    if (b->value.load(std::memory_order_relaxed) != static_cast<int32_t>(value)) {
-        b->value.store(static_cast<int32_t>(value), std::memory_order_relaxed);
-        pthread_cond_broadcast(&b->cond);
-    }
+    const bool changed = b->value.load(std::memory_order_relaxed) != static_cast<int32_t>(value);
+    b->value.store(static_cast<int32_t>(value), std::memory_order_relaxed);
     pthread_mutex_unlock(&b->mutex);
+    wake_after_change(b, changed);
     return 0;
 }
 

@@ -3,9 +3,10 @@
 // step lists applied whole or not at all.
 //
 // The value lives in a shared block of its own kind beside a robust,
-// process-shared mutex and a condition on the monotonic clock. A list that
-// does not fit sleeps on the condition; whoever changes the value wakes every
-// sleeper, since each waits for a value of its own. A holder that dies leaves
+// process-shared mutex and a condition on the monotonic clock (a futex on a
+// count of changes). A list that does not fit sleeps on the condition;
+// whoever changes the value wakes every sleeper, since each waits for a value
+// of its own. A holder that dies leaves
 // the value as its single store left it, and the next taker goes on. Each
 // handle keeps the object's descriptor, so that the last live handle removes
 // the name even when a process that had it open was killed.
@@ -85,13 +86,12 @@ SharedBlock *checked_block(NuLSem *sem, const char *verb, VeskErr *err) {
     return block_of(sem);
 }
 
-// Wakes every sleeper after a change, once the lock is given up: a waiter
-// that looked at the old value is already asleep on the condition (the wait
-// gives the lock up and starts sleeping in one step), and the woken ones find
-// the lock free instead of waking into a lock that is still held.
-void wake_after_change(SharedBlock *b, bool changed) {
-    if (changed)
-        pthread_cond_broadcast(&b->cond);
+// A change is noted under the lock and the sleepers are woken once it is
+// given up: a waiter that looked at the old value is already counted as a
+// sleeper, and the woken ones find the lock free.
+void change_value(SharedBlock *b, int64_t value) {
+    b->value.store(static_cast<int32_t>(value), std::memory_order_relaxed);
+    note_change(b);
 }
 
 int64_t operate(NuLSem *sem, uint32_t opc, const int32_t *opv, uint32_t limit, VeskErr *err) {
@@ -119,7 +119,7 @@ int64_t operate(NuLSem *sem, uint32_t opc, const int32_t *opv, uint32_t limit, V
     const timespec *deadline = limit == kNoLimit ? nullptr : &locked.deadline;
     int32_t value = b->value.load(std::memory_order_relaxed);
     while (!fits(value, list)) {
-        const int e = limit == 0 ? ETIMEDOUT : wait_block_cond(b, deadline);
+        const int e = limit == 0 ? ETIMEDOUT : sleep_until_change(b, deadline);
         value = b->value.load(std::memory_order_relaxed);
         if (e == ETIMEDOUT && !fits(value, list)) {
             pthread_mutex_unlock(&b->mutex);
@@ -131,9 +131,9 @@ int64_t operate(NuLSem *sem, uint32_t opc, const int32_t *opv, uint32_t limit, V
         }
     }
     if (list.total != 0)
-        b->value.store(static_cast<int32_t>(value + list.total), std::memory_order_relaxed);
+        change_value(b, value + list.total);
     pthread_mutex_unlock(&b->mutex);
-    wake_after_change(b, list.total != 0);
+    wake_sleepers(b);
     return 0;
 }
 
@@ -150,10 +150,10 @@ int64_t set(NuLSem *sem, uint32_t value, uint32_t limit, VeskErr *err) {
     }
     if (locked.error != 0)
         return report_wait_failed(err);
-    const bool changed = b->value.load(std::memory_order_relaxed) != static_cast<int32_t>(value);
-    b->value.store(static_cast<int32_t>(value), std::memory_order_relaxed);
+    if (b->value.load(std::memory_order_relaxed) != static_cast<int32_t>(value))
+        change_value(b, value);
     pthread_mutex_unlock(&b->mutex);
-    wake_after_change(b, changed);
+    wake_sleepers(b);
     return 0;
 }
 

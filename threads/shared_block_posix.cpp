@@ -17,12 +17,15 @@
 #include "shared_block_posix.hpp"
 
 #include <fcntl.h>
+#include <linux/futex.h>
+#include <sys/syscall.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 namespace vesk::threads {
@@ -317,6 +320,42 @@ int wait_block_cond(SharedBlock *block, const timespec *deadline) {
     const int e = deadline == nullptr ? pthread_cond_wait(&block->cond, m)
                                       : pthread_cond_timedwait(&block->cond, m, deadline);
     return recovered(e, m);
+}
+
+namespace {
+
+long futex(std::atomic<uint32_t> *word, int op, uint32_t value, const timespec *deadline,
+           uint32_t mask) {
+    return syscall(SYS_futex, reinterpret_cast<uint32_t *>(word), op, value, deadline, nullptr,
+                   mask);
+}
+
+}  // namespace
+
+int sleep_until_change(SharedBlock *block, const timespec *deadline) {
+    const uint32_t seen = block->changes.load(std::memory_order_relaxed);
+    block->sleepers.fetch_add(1, std::memory_order_relaxed);
+    pthread_mutex_unlock(&block->mutex);
+    // Shared, not private: other processes wake it. An absolute deadline of
+    // the bitset wait is on CLOCK_MONOTONIC. A change made before the sleep
+    // starts makes it return at once; a spurious return only costs a look.
+    const long r = futex(&block->changes, FUTEX_WAIT_BITSET, seen, deadline,
+                         FUTEX_BITSET_MATCH_ANY);
+    const bool timed_out = r != 0 && errno == ETIMEDOUT;
+    block->sleepers.fetch_sub(1, std::memory_order_relaxed);
+    const int e = lock_block_mutex(&block->mutex);
+    return e != 0 ? e : timed_out ? ETIMEDOUT : 0;
+}
+
+// Only holders of the mutex write the count: no read-modify-write needed.
+void note_change(SharedBlock *block) {
+    block->changes.store(block->changes.load(std::memory_order_relaxed) + 1,
+                         std::memory_order_relaxed);
+}
+
+void wake_sleepers(SharedBlock *block) {
+    if (block->sleepers.load(std::memory_order_relaxed) != 0)
+        futex(&block->changes, FUTEX_WAKE, INT_MAX, nullptr, 0);
 }
 
 }  // namespace vesk::threads

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The memory behind a handle mutex, a condition or a light semaphore: one
 // block holding a robust, process-shared pthread mutex and, for a condition,
-// the state of an auto-reset event, for a semaphore its value. A named block is a shm_open object that every process
-// naming it maps; an anonymous one is a shared anonymous mapping, which a
-// forked child shares too.
+// the state of an auto-reset event, for a semaphore its value and the word
+// its waiters sleep on. A named block is a shm_open object that every
+// process naming it maps; an anonymous one is a shared anonymous mapping,
+// which a forked child shares too.
 #pragma once
 
 #include <pthread.h>
@@ -24,6 +25,8 @@ struct SharedBlock {
     pthread_cond_t cond;          // the event's or the semaphore's waiters (CLOCK_MONOTONIC)
     uint32_t signalled;           // the event's state, under `mutex`
     std::atomic<int32_t> value;   // the semaphore's value: written under `mutex`, read anywhere
+    std::atomic<uint32_t> changes;  // moves with every change of `value`, under `mutex`
+    std::atomic<uint32_t> sleepers; // waiters asleep on `changes`, or about to be
     char name[256];               // the shm name of a named block, else empty
 };
 
@@ -52,5 +55,16 @@ int timedlock_block_mutex(pthread_mutex_t *m, const timespec *deadline);
 // Waits on the block's condition with its mutex held, until `deadline` on
 // CLOCK_MONOTONIC or, for null, without limit.
 int wait_block_cond(SharedBlock *block, const timespec *deadline);
+
+// A semaphore's condition, a futex on the change count, so that a waiter
+// killed in its sleep leaves nothing behind that others depend on. With the
+// block's mutex held: gives it up, sleeps until a change is noted or
+// `deadline` (CLOCK_MONOTONIC, null: none) passes, and takes the mutex
+// again. 0, ETIMEDOUT, or the errno of taking the mutex again.
+int sleep_until_change(SharedBlock *block, const timespec *deadline);
+// With the mutex held: the value changed.
+void note_change(SharedBlock *block);
+// After the mutex is given up: wakes every sleeper, if there is one.
+void wake_sleepers(SharedBlock *block);
 
 }  // namespace vesk::threads

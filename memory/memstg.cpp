@@ -61,8 +61,10 @@ void *aligned_in_new_block(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr
     return carve(st, pos, at, size);
 }
 
-void *aalloc(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr *status) {
-    if (st->free_bytes < size || !has_block(&st->stg)) [[unlikely]] {
+// Everything but a piece that fits in `current` as it stands.
+[[gnu::noinline]] void *aalloc_slow(NuSMEMSTG *st, size_t size, size_t alignment,
+                                    VeskErr *status) {
+    if (st->free_bytes < size || !has_block(&st->stg)) {
         NuMEMSTGLink *b = take_block(&st->stg, size, status);
         if (b == nullptr)
             return nullptr;
@@ -70,9 +72,20 @@ void *aalloc(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr *status) {
     }
     const uintptr_t pos = position_of(st);
     uintptr_t at;
-    if (align_up(pos, alignment, at) && room_for(st, pos, at, size)) [[likely]]
+    if (align_up(pos, alignment, at) && room_for(st, pos, at, size))
         return carve(st, pos, at, size);
     return aligned_in_new_block(st, size, alignment, status);
+}
+
+// The hot path calls nothing, so that it needs no frame of its own.
+inline void *aalloc(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr *status) {
+    if (st->free_bytes >= size && has_block(&st->stg)) [[likely]] {
+        const uintptr_t pos = position_of(st);
+        uintptr_t at;
+        if (align_up(pos, alignment, at) && room_for(st, pos, at, size)) [[likely]]
+            return carve(st, pos, at, size);
+    }
+    return aalloc_slow(st, size, alignment, status);
 }
 
 // ---- Objects of one size --------------------------------------------------------------
@@ -98,6 +111,17 @@ void fill_from(NuPOOL *pool, NuMEMSTGLink *b, uintptr_t next) {
     next = first + (next - first) / pool->object_size * pool->object_size;
     pool->next_object = reinterpret_cast<char *>(next);
     pool->end_object = reinterpret_cast<char *>(end_object);
+}
+
+[[gnu::noinline]] void *get_from_new_block(NuPOOL *pool, VeskErr *status) {
+    // NuPOOLopen made sure that the alignment and the size add up in a word.
+    NuMEMSTGLink *b = take_block(&pool->stg, pool->alignment + pool->object_size, status);
+    if (b == nullptr)
+        return nullptr;
+    fill_from(pool, b, 0);
+    char *object = pool->next_object;
+    pool->next_object = object + pool->object_size;
+    return object;
 }
 
 void place_pool(NuPOOL *pool, NuMEMSTGLink *mark, const void *next) {
@@ -175,13 +199,8 @@ VESK_API void *NuPOOLget(NuPOOL *pool, VeskErr *status) {
         report_argument(status, VESK_E_FAULT, "NuPOOLget", "@pool");
         return nullptr;
     }
-    if (pool->next_object == pool->end_object) [[unlikely]] {
-        // Opened by NuPOOLopen, a size and an alignment never overflow here.
-        NuMEMSTGLink *b = take_block(&pool->stg, pool->alignment + pool->object_size, status);
-        if (b == nullptr)
-            return nullptr;
-        fill_from(pool, b, 0);
-    }
+    if (pool->next_object == pool->end_object) [[unlikely]]
+        return get_from_new_block(pool, status);
     char *object = pool->next_object;
     pool->next_object = object + pool->object_size;
     return object;

@@ -649,6 +649,70 @@ VESK_API char16_t *NuWcslwr_c(char16_t *string);
 VESK_API char16_t *NuWcsupr_c(char16_t *string);
 
 /* ------------------------------------------------------------------------ */
+/* Open flags and mode strings                                               */
+/* ------------------------------------------------------------------------ */
+
+/* The library's open flags. The mode strings produce them and the open calls
+ * take them; their numbers are the library's own and differ from the
+ * platform's O_* values, to which the open call translates them. */
+#define NU_O_RDONLY    0x00000000 /* read only: access bits 0 */
+#define NU_O_WRONLY    0x00000001 /* write only: access bits 1 */
+#define NU_O_RDWR      0x00000002 /* read and write: access bits 2 */
+#define NU_O_ACCMODE   0x00000003 /* the access bits */
+#define NU_O_APPEND    0x00000008 /* every write goes to the end */
+#define NU_O_NOINHERIT 0x00000080 /* not inherited by programs the process runs (O_CLOEXEC) */
+#define NU_O_CREAT     0x00000100 /* create the file if it is missing, with the permission given */
+#define NU_O_TRUNC     0x00000200 /* cut an existing file to length 0 */
+#define NU_O_EXCL      0x00000400 /* with NU_O_CREAT: fail if the file exists */
+#define NU_O_TEXT      0x00004000 /* text: accepted, no effect on this platform */
+#define NU_O_BINARY    0x00008000 /* binary: accepted, no effect on this platform */
+#define NU_O_WTEXT     0x00010000 /* 16-bit text: accepted, no effect */
+#define NU_O_U16TEXT   0x00020000 /* UTF-16 text: accepted, no effect */
+#define NU_O_U8TEXT    0x00040000 /* UTF-8 text: accepted, no effect */
+#define NU_O_TEXTMASK  0x00074000 /* every text bit */
+#define NU_O_SHLOCK    0x01000000 /* shared lock: others may read, nobody else may write */
+#define NU_O_EXLOCK    0x02000000 /* exclusive lock: nobody else may open the file */
+#define NU_O_CARRIED   0x10000000 /* carried through the mode strings; no call acts on it */
+
+/* Permission a C-language mode string gives a new file: octal 0644. */
+#define NU_MODE_DEFAULT_PERM 0644
+/* Units that hold every string NuCcmode / NuCunmode can make, NUL included. */
+#define NU_CMODE_SIZE  3
+#define NU_UNMODE_SIZE 24
+
+/* Mode strings to open flags. The C language is that of fopen ("r", "w+",
+ * "ab"), with an optional prefix "libc:"; the unix language, with the prefix
+ * "unix:", names the access, NU_O_* letters and the permission of a new file
+ * ("unix:rwc, 0644", "unix:wc,u=rw g=r o=r"). NuMkcmode reads the C language,
+ * NuMkunmode the unix language (the prefix optional), NuMkcunmode the unix
+ * language behind "unix:" and the C language otherwise. On success the
+ * flags go to `flags` and the permission (0644 for the C language, masked
+ * to 0xFFF) to `perm` unless it is null; 0. A refused mode gives -1 with
+ * nothing stored, after a report of code 259 with variant 2: facility 200
+ * and "@mode" from the C reader, facility 102 and "@flags" or "@perm" from
+ * the unix reader. A null `mode` or `flags` is code 258 under the same
+ * facility ("@mode", "@flags"). The W forms read 16-bit units and give
+ * their own names in reports. */
+VESK_API int64_t NuMkcmode(const char *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuMkunmode(const char *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuMkcunmode(const char *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuWmkcmode(const char16_t *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuWmkunmode(const char16_t *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuWmkcunmode(const char16_t *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+
+/* Open flags to mode strings. NuCcmode writes the C-language string of
+ * `flags` ("r", "r+", "w", "w+", "a", "a+"; at most NU_CMODE_SIZE units with
+ * the NUL), NuCunmode the unix-language string with the permission shown
+ * when NU_O_CREAT is set ("unix: rwc, 0644"; at most NU_UNMODE_SIZE units).
+ * The result is the length in units without the NUL; a null `buffer` only
+ * measures. They never fail; `buffer` must hold the size above. The readers
+ * read back what they write, text and binary bits aside. */
+VESK_API int32_t NuCcmode(char *buffer, int32_t flags);
+VESK_API int32_t NuCunmode(char *buffer, int32_t flags, int32_t perm);
+VESK_API int32_t NuWcmode(char16_t *buffer, int32_t flags);
+VESK_API int32_t NuWunmode(char16_t *buffer, int32_t flags, int32_t perm);
+
+/* ------------------------------------------------------------------------ */
 /* Mutexes and conditions                                                    */
 /* ------------------------------------------------------------------------ */
 

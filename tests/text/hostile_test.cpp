@@ -6,13 +6,18 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <algorithm>
 #include <chrono>
 #include <climits>
 #include <cstdint>
 #include <string>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "nu.h"
 #include "support/child.hpp"
+#include "support/hostile.hpp"
 
 namespace {
 
@@ -146,6 +151,101 @@ TEST(TextHostileInput, EachCaseGivesItsAnswerInItsOwnProcess) {
                                       ? std::string("wrong answer")
                                       : out.describe());
     }
+}
+
+// A copy of `s` whose terminator is the last unit of a page, with a page
+// that can't be read behind it: a reader that looks past the end faults.
+template <class Unit>
+const Unit *at_page_end(const std::basic_string<Unit> &s) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t bytes = (s.size() + 1) * sizeof(Unit);
+    const size_t span = (bytes + page - 1) / page * page;
+    void *m = mmap(nullptr, span + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (m == MAP_FAILED)
+        return nullptr;
+    mprotect(static_cast<char *>(m) + span, page, PROT_NONE);
+    auto *copy = reinterpret_cast<Unit *>(static_cast<char *>(m) + span - bytes);
+    std::copy(s.begin(), s.end(), copy);
+    copy[s.size()] = 0;
+    return copy;
+}
+
+int64_t read_mode(int64_t (*reader)(const char *, int32_t *, int32_t *, VeskErr *),
+                  const std::string &mode, int32_t want_flags, int32_t want_perm, VeskErr *err) {
+    int32_t flags = -1, perm = -1;
+    const int64_t r = reader(mode.c_str(), &flags, &perm, err);
+    return r != 0 || (flags == want_flags && perm == want_perm) ? r : 99;
+}
+
+std::string invalid(const char *who) { return std::string(who) + ": invalid argument."; }
+std::string fault(const char *who) { return std::string(who) + vesk_test::kFault; }
+
+constexpr size_t kHuge = 16u << 20;
+
+const vesk_test::HostileCase kModeCases[] = {
+    {"mode: null C mode", [](VeskErr *e) { return NuMkcmode(nullptr, nullptr, nullptr, e); }, -1,
+     {VESK_FAC_CMODE, VESK_E_FAULT, EFAULT, 2, fault("NuMkcmode(@mode)")}},
+    {"mode: null flags",
+     [](VeskErr *e) { return NuWmkcmode(u"r", nullptr, nullptr, e); }, -1,
+     {VESK_FAC_CMODE, VESK_E_FAULT, EFAULT, 2, fault("NuWmkcmode(@flags)")}},
+    {"mode: null unix mode", [](VeskErr *e) { return NuWmkunmode(nullptr, nullptr, nullptr, e); },
+     -1, {VESK_FAC_OPEN, VESK_E_FAULT, EFAULT, 2, fault("NuWmkunmode(@mode)")}},
+    {"mode: null mode to either reads as C",
+     [](VeskErr *e) { int32_t f; return NuMkcunmode(nullptr, &f, nullptr, e); }, -1,
+     {VESK_FAC_CMODE, VESK_E_FAULT, EFAULT, 2, fault("NuMkcmode(@mode)")}},
+    {"mode: null flags behind unix:",
+     [](VeskErr *e) { return NuMkcunmode("unix:r", nullptr, nullptr, e); }, -1,
+     {VESK_FAC_OPEN, VESK_E_FAULT, EFAULT, 2, fault("NuMkunmode(@flags)")}},
+    {"mode: refused with no record",
+     [](VeskErr *) { int32_t f; return NuMkunmode("q", &f, nullptr, nullptr); }, -1,
+     vesk_test::kNoReport},
+    {"mode: 16 MiB of passed-over units",
+     [](VeskErr *e) { return read_mode(NuMkcmode, "a+" + std::string(kHuge, 'x'), 0x10A, 0644, e); },
+     0, vesk_test::kNoReport},
+    {"mode: 16 MiB of blanks among the flags",
+     [](VeskErr *e) { return read_mode(NuMkunmode, "w" + std::string(kHuge, ' ') + "c,0", 0x101, 0, e); },
+     0, vesk_test::kNoReport},
+    {"mode: 16 MiB octal permission",
+     [](VeskErr *e) { return read_mode(NuMkunmode, "c,0" + std::string(kHuge, '7'), 0x100, 07777, e); },
+     0, vesk_test::kNoReport},
+    {"mode: 16 MiB of permission letters",
+     [](VeskErr *e) { return read_mode(NuMkunmode, "c,u=" + std::string(kHuge, 'x'), 0x100, 0100, e); },
+     0, vesk_test::kNoReport},
+    {"mode: 16 MiB of blanks behind a clause",
+     [](VeskErr *e) { return read_mode(NuMkunmode, "c,u=r" + std::string(kHuge, '\t'), 0, 0, e); },
+     -1, {VESK_FAC_OPEN, VESK_E_INVAL, EINVAL, 2, invalid("NuMkunmode(@perm)")}},
+    {"mode: prefixes cut by the end of readable memory",
+     [](VeskErr *) {
+         int32_t f, p;
+         int64_t r = 0;
+         for (const char *m : {"", "u", "un", "uni", "unix", "unix:", "l", "libc"})
+             r |= NuMkcunmode(at_page_end<char>(m), &f, &p, nullptr);
+         for (const char16_t *m : {u"unix", u"unix:", u"libc:"})
+             r |= NuWmkcunmode(at_page_end<char16_t>(m), &f, &p, nullptr) |
+                  NuWmkunmode(at_page_end<char16_t>(m), &f, &p, nullptr);
+         return r;  // "libc" is refused ("b" before the access letter)
+     },
+     -1, vesk_test::kNoReport},
+    {"mode: clauses cut by the end of readable memory",
+     [](VeskErr *) {
+         int32_t f, p;
+         int64_t r = 0;
+         for (const char *m : {"c,u", "c,u=", "c,u=r ", "c,0", "c,"})
+             r = r * 2 + NuMkunmode(at_page_end<char>(m), &f, &p, nullptr);
+         return r;  // only "c,u" is refused
+     },
+     -16, vesk_test::kNoReport},
+    {"mode: writers with every bit set",
+     [](VeskErr *) {
+         char16_t buffer[NU_UNMODE_SIZE];
+         return int64_t{NuWunmode(buffer, -1, -1)} * 100 + NuCunmode(nullptr, INT32_MIN, INT32_MIN) +
+                NuCcmode(nullptr, -1);
+     },
+     2207 + 1, vesk_test::kNoReport},
+};
+
+TEST(TextHostileInput, ModeStringsReportOrAnswerInTheirOwnProcess) {
+    vesk_test::run_cases(kModeCases);
 }
 
 }  // namespace

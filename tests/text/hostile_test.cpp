@@ -188,8 +188,6 @@ const vesk_test::HostileCase kModeCases[] = {
     {"mode: null flags",
      [](VeskErr *e) { return NuWmkcmode(u"r", nullptr, nullptr, e); }, -1,
      {VESK_FAC_CMODE, VESK_E_FAULT, EFAULT, 2, fault("NuWmkcmode(@flags)")}},
-    {"mode: null unix mode", [](VeskErr *e) { return NuWmkunmode(nullptr, nullptr, nullptr, e); },
-     -1, {VESK_FAC_OPEN, VESK_E_FAULT, EFAULT, 2, fault("NuWmkunmode(@mode)")}},
     {"mode: null mode to either reads as C",
      [](VeskErr *e) { int32_t f; return NuMkcunmode(nullptr, &f, nullptr, e); }, -1,
      {VESK_FAC_CMODE, VESK_E_FAULT, EFAULT, 2, fault("NuMkcmode(@mode)")}},
@@ -202,14 +200,8 @@ const vesk_test::HostileCase kModeCases[] = {
     {"mode: 16 MiB of passed-over units",
      [](VeskErr *e) { return read_mode(NuMkcmode, "a+" + std::string(kHuge, 'x'), 0x10A, 0644, e); },
      0, vesk_test::kNoReport},
-    {"mode: 16 MiB of blanks among the flags",
-     [](VeskErr *e) { return read_mode(NuMkunmode, "w" + std::string(kHuge, ' ') + "c,0", 0x101, 0, e); },
-     0, vesk_test::kNoReport},
     {"mode: 16 MiB octal permission",
      [](VeskErr *e) { return read_mode(NuMkunmode, "c,0" + std::string(kHuge, '7'), 0x100, 07777, e); },
-     0, vesk_test::kNoReport},
-    {"mode: 16 MiB of permission letters",
-     [](VeskErr *e) { return read_mode(NuMkunmode, "c,u=" + std::string(kHuge, 'x'), 0x100, 0100, e); },
      0, vesk_test::kNoReport},
     {"mode: 16 MiB of blanks behind a clause",
      [](VeskErr *e) { return read_mode(NuMkunmode, "c,u=r" + std::string(kHuge, '\t'), 0, 0, e); },
@@ -219,13 +211,13 @@ const vesk_test::HostileCase kModeCases[] = {
          int32_t f, p;
          int64_t r = 0;
          for (const char *m : {"", "u", "un", "uni", "unix", "unix:", "l", "libc"})
-             r |= NuMkcunmode(at_page_end<char>(m), &f, &p, nullptr);
+             r += NuMkcunmode(at_page_end<char>(m), &f, &p, nullptr);
          for (const char16_t *m : {u"unix", u"unix:", u"libc:"})
-             r |= NuWmkcunmode(at_page_end<char16_t>(m), &f, &p, nullptr) |
+             r += NuWmkcunmode(at_page_end<char16_t>(m), &f, &p, nullptr) +
                   NuWmkunmode(at_page_end<char16_t>(m), &f, &p, nullptr);
-         return r;  // "libc" is refused ("b" before the access letter)
+         return r;  // refused: "libc" in C ("b" first), "unix" and "libc:" as unix
      },
-     -1, vesk_test::kNoReport},
+     -3, vesk_test::kNoReport},
     {"mode: clauses cut by the end of readable memory",
      [](VeskErr *) {
          int32_t f, p;
@@ -235,13 +227,6 @@ const vesk_test::HostileCase kModeCases[] = {
          return r;  // only "c,u" is refused
      },
      -16, vesk_test::kNoReport},
-    {"mode: writers with every bit set",
-     [](VeskErr *) {
-         char16_t buffer[NU_UNMODE_SIZE];
-         return int64_t{NuWunmode(buffer, -1, -1)} * 100 + NuCunmode(nullptr, INT32_MIN, INT32_MIN) +
-                NuCcmode(nullptr, -1);
-     },
-     2207 + 1, vesk_test::kNoReport},
 };
 
 TEST(TextHostileInput, ModeStringsReportOrAnswerInTheirOwnProcess) {

@@ -706,7 +706,8 @@ VESK_API int64_t NuWmkcunmode(const char16_t *mode, int32_t *flags, int32_t *per
  * when NU_O_CREAT is set ("unix: rwc, 0644"; at most NU_UNMODE_SIZE units).
  * The result is the length in units without the NUL; a null `buffer` only
  * measures. They never fail; `buffer` must hold the size above. The readers
- * read back what they write, text and binary bits aside. */
+ * read back what they write, text and binary bits aside; the permission is
+ * written as three octal digits, without the bits above 0777. */
 VESK_API int32_t NuCcmode(char *buffer, int32_t flags);
 VESK_API int32_t NuCunmode(char *buffer, int32_t flags, int32_t perm);
 VESK_API int32_t NuWcmode(char16_t *buffer, int32_t flags);

@@ -284,8 +284,8 @@ int32_t write_cmode(Unit *buffer, int32_t flags) {
 }
 
 // The permission is shown with the create flag only, since only then does an
-// open use it: three octal digits, and a fourth ahead of them when a bit above
-// the nine (set-user-id, set-group-id, sticky) is set, so that it reads back.
+// open use it: three octal digits, the nine bits of owner, group and others.
+// The reader keeps the three bits above them; this writer doesn't show them.
 template <class Unit>
 int32_t write_unmode(Unit *buffer, int32_t flags, int32_t perm) {
     Writer<Unit> out(buffer);
@@ -299,8 +299,6 @@ int32_t write_unmode(Unit *buffer, int32_t flags, int32_t perm) {
     if (create) {
         const auto bits = static_cast<uint32_t>(perm) & kPermMask;
         out.put(", 0");
-        if (bits > 0777)
-            out.put(static_cast<char>('0' + (bits >> 9)));
         for (int shift = 6; shift >= 0; shift -= 3)
             out.put(static_cast<char>('0' + ((bits >> shift) & 7)));
     }

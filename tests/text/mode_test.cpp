@@ -124,8 +124,8 @@ const Written kWritten[] = {
     {NU_O_WRONLY | NU_O_APPEND | NU_O_CREAT, 0644, "a", "unix: wac, 0644"},
     {NU_O_RDWR | NU_O_APPEND, 0, "a+", "unix: rwa"},
     {NU_O_ACCMODE | NU_O_TRUNC, 0, "w", "unix: rz"},
-    {NU_O_WRONLY | NU_O_CREAT, 0x7FFFF9ED, "w", "unix: wc, 04755"},
-    {-1, -1, "a", "unix: razcxlLnd, 07777"},
+    {NU_O_WRONLY | NU_O_CREAT, 0x7FFFF9ED, "w", "unix: wc, 0755"},
+    {-1, -1, "a", "unix: razcxlLnd, 0777"},
 };
 
 TEST(ModeStrings, WritersGiveBothLanguagesAndMeasureWithoutABuffer) {
@@ -146,7 +146,8 @@ TEST(ModeStrings, WritersGiveBothLanguagesAndMeasureWithoutABuffer) {
 }
 
 // Every flag set the unix language can say, with permissions touching each
-// octal digit, reads back as written in both unit types and fits the size.
+// octal digit, reads back as written in both unit types and fits the size;
+// the bits above 0777 are not written.
 TEST(ModeStrings, EverySetTheUnixLanguageSaysReadsBackAsWritten) {
     const int32_t letters[] = {NU_O_APPEND, NU_O_TRUNC,  NU_O_CREAT,   NU_O_EXCL,
                                NU_O_SHLOCK, NU_O_EXLOCK, NU_O_CARRIED, NU_O_NOINHERIT};
@@ -163,7 +164,7 @@ TEST(ModeStrings, EverySetTheUnixLanguageSaysReadsBackAsWritten) {
             int32_t got[4] = {};
             ASSERT_EQ(NuMkcunmode(text, &got[0], &got[1], nullptr), 0) << text;
             ASSERT_EQ(NuWmkcunmode(wide, &got[2], &got[3], nullptr), 0) << text;
-            const int32_t p = flags & NU_O_CREAT ? perm : 0;
+            const int32_t p = flags & NU_O_CREAT ? perm & 0777 : 0;
             ASSERT_TRUE(got[0] == flags && got[1] == p && got[2] == flags && got[3] == p) << text;
         }
     }

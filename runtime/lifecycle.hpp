@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The life-cycle front ends' one sequence: take a frame, look the row up on
 // the target (a stub row on a miss, which reports when called), call it
-// through a pointer of the row's real type, give the frame back.
+// through a pointer of the row's real type, give the frame back. Every call
+// walks again: a module linked or unplugged is seen by the next call.
 #pragma once
 
 #include "closure.hpp"
+#include "lookup.hpp"
+#include "stub.hpp"
 #include "vesk.h"
 
 namespace vesk::rt {
@@ -20,11 +23,14 @@ enum UcntlRow : uint16_t {
     kCompareRow = 8,
 };
 
+// The walk is VeskLookupoporstub's, inline: the key is built here and the
+// closure is the frame, so that neither needs the checks of the exported form.
 template <class Result, class... Args>
-Result call_row(void *target, uint16_t family, uint16_t opnum, VeskErr *status, Args... args) {
+inline Result call_row(void *target, uint16_t family, uint16_t opnum, VeskErr *status,
+                       Args... args) {
     FrameScope frame;
-    const VeskOid key = {2, opnum, {3, family, 0, 0, 0, 0}};
-    VeskOprow *row = VeskLookupoporstub(target, &key, frame.closure());
+    const VeskOid key = {2, opnum, {VESK_CAT_OPS, family, 0, 0, 0, 0}};
+    VeskOprow *row = find_op_checked(target, &key, frame.closure(), stub_row);
     using Fn = Result (*)(VeskClosure *, VeskErr *, Args...);
     return reinterpret_cast<Fn>(row->fn)(frame.closure(), status, args...);
 }

@@ -79,8 +79,9 @@ template <bool kRows>
     Found f;
     if (!walk<true>(object, key, f))
         return nullptr;
-    *closure = {object, f.holder, pod_at(f.holder, f.se), f.se->ops, int32_t{key->opnum}};
-    return &f.se->ops->rows[key->opnum];
+    VeskOps *ops = f.se->ops;
+    *closure = {object, f.holder, pod_at(f.holder, f.se), ops, int32_t{key->opnum}};
+    return &ops->rows[key->opnum];
 }
 
 // A kind-3 reference bound to a set that matches the key: the set is the

@@ -69,12 +69,18 @@ constexpr uint64_t nonzero_lanes(uint64_t v) { return (((v & kLaneLow) + kLaneLo
 
 // The top bits of the first n lanes of a word, n from 0 to 4, in memory
 // order whatever the byte order.
-constexpr uint64_t first_lanes(unsigned n) {
-    std::array<uint16_t, kLanesPerWord> lanes{};
-    for (unsigned i = 0; i < n && i < kLanesPerWord; ++i)
-        lanes[i] = 0x8000;
-    return std::bit_cast<uint64_t>(lanes);
-}
+inline constexpr auto kFirstLanes = [] {
+    std::array<uint64_t, kLanesPerWord + 1> table{};
+    for (unsigned n = 0; n <= kLanesPerWord; ++n) {
+        std::array<uint16_t, kLanesPerWord> lanes{};
+        for (unsigned i = 0; i < n; ++i)
+            lanes[i] = 0x8000;
+        table[n] = std::bit_cast<uint64_t>(lanes);
+    }
+    return table;
+}();
+
+inline uint64_t first_lanes(unsigned n) { return kFirstLanes[std::min(n, kLanesPerWord)]; }
 
 // The index, in memory order, of the first lane whose top bit is set in a
 // word that is not zero.
@@ -90,6 +96,7 @@ inline unsigned lowest_lane(uint64_t tops) {
 struct OidKey {
     OidWords words;
     OidWords live;
+    uint16_t count;
     // More than four components: the second word takes part.
     bool wide() const { return live.hi != 0; }
 };
@@ -99,18 +106,24 @@ struct OidKey {
     const unsigned n = key->count;
     return {w,
             {nonzero_lanes(w.lo) & first_lanes(n),
-             nonzero_lanes(w.hi) & first_lanes(n > kLanesPerWord ? n - kLanesPerWord : 0)}};
+             nonzero_lanes(w.hi) & first_lanes(n > kLanesPerWord ? n - kLanesPerWord : 0)},
+            key->count};
 }
 
-// Lanes of one word where an element refuses the key.
-constexpr uint64_t refusing_lanes(uint64_t element, uint64_t key, uint64_t live) {
-    return nonzero_lanes(element ^ key) & nonzero_lanes(element) & live;
+// Lanes of one word where an element refuses the key: they differ, and the
+// element's lane is not a wildcard (the key's wildcards are not live). The
+// second test is made only when the first finds a difference: an element
+// that matches outright costs the first alone.
+[[gnu::always_inline]] inline uint64_t refusing_lanes(uint64_t element, uint64_t key,
+                                                      uint64_t live) {
+    const uint64_t differ = nonzero_lanes(element ^ key) & live;
+    return differ != 0 ? differ & nonzero_lanes(element) : 0;
 }
 
 // Whether the identifier matches the key; with kWide false the key has at
-// most four components, and the second word is not read. The first refusing
-// lane counts if it lies within the identifier's count (a count above six
-// covers all six).
+// most four components, and the second word is not read. A refusing lane
+// counts if it lies within the identifier's count (a count above six covers
+// all six); it is enough to ask that of the first one.
 template <bool kWide>
 [[gnu::always_inline]] inline bool oid_matches_key(const VeskOid *oid, const OidKey &key) {
     const OidWords w = oid_words(oid);
@@ -122,7 +135,9 @@ template <bool kWide>
             base = kLanesPerWord;
         }
     }
-    return refused == 0 || base + lowest_lane(refused) >= oid->count;
+    // An element at least as long as the key refuses in any live lane.
+    return refused == 0 ||
+           (oid->count < key.count && base + lowest_lane(refused) >= oid->count);
 }
 
 // The same answer as prefix_compare(a, b, common_length(a, b)) == 0.

@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "vesk.h"
 
@@ -74,26 +73,11 @@ void *default_alloc(size_t size) {
     return block;
 }
 
-// The C library serves small calloc requests past its per-thread cache, so a
-// small cleared block (a tree node) is a malloc and a clear of our own; a
-// large one stays with calloc, which knows fresh pages are clear already.
-constexpr size_t kSmallCleared = 256;
-
-void *zeroed(size_t count, size_t size) {
-    const size_t bytes = count * size;  // impossible() has ruled out overflow
-    if (bytes == 0 || bytes > kSmallCleared)
-        return std::calloc(count, size);
-    void *block = std::malloc(bytes);
-    if (block != nullptr)
-        std::memset(block, 0, bytes);
-    return block;
-}
-
 void *default_calloc(size_t count, size_t size) {
     if (impossible(count, size))
         return nullptr;
     void *block = with_retries(
-        count == 0 || size == 0, [&] { return zeroed(count, size); },
+        count == 0 || size == 0, [&] { return std::calloc(count, size); },
         [&] {
             std::fprintf(stderr, "calloc(%lu, %lu): %s.\n", static_cast<unsigned long>(count),
                          static_cast<unsigned long>(size), kOutOfMemory);

@@ -155,6 +155,11 @@ class ArgCursor {
             p = q + 1;
             return positional(n);
         }
+        return next();
+    }
+
+    // The next argument in sequence.
+    int next() {
         if (mode_ == Mode::positional)
             return refuse();
         mode_ = Mode::sequential;
@@ -297,7 +302,7 @@ bool parse_spec(const char16_t *&p, ArgCursor &cursor, Spec *spec) {
     }
     ++p;
     if (!positional && spec->conv != u'%') {
-        spec->arg = cursor.take(p);
+        spec->arg = cursor.next();
         if (spec->arg < 0)
             return false;
     }

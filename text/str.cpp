@@ -85,6 +85,7 @@ Unit **append(Unit **s, const Unit *text, size_t n) {
 template <class Unit>
 struct ArrayStrings {
     const Unit *const *array;
+    bool all_null() const { return array == nullptr; }
     template <class Each>
     void each(int32_t count, Each f) const {
         for (int32_t i = 0; i < count; ++i)
@@ -100,6 +101,7 @@ class ListStrings {
     ListStrings &operator=(const ListStrings &) = delete;
     ~ListStrings() { va_end(list_); }
 
+    static bool all_null() { return false; }
     template <class Each>
     void each(int32_t count, Each f) const {
         va_list ap;
@@ -130,9 +132,12 @@ Unit **intercalate(Unit **s, const Unit *separator, int32_t count, const Strings
     const size_t gap = string_length(separator);
     size_t total;
     bool overflow = __builtin_mul_overflow(gap, size_t(count - 1), &total);
-    strings.each(count, [&](const Unit *text) {
-        overflow |= __builtin_add_overflow(total, string_length(text), &total);
-    });
+    // A null array holds nothing but the separators: no walk over a count
+    // that may be huge when there is nothing to write.
+    if (!strings.all_null())
+        strings.each(count, [&](const Unit *text) {
+            overflow |= __builtin_add_overflow(total, string_length(text), &total);
+        });
     if (overflow) {
         errno = EOVERFLOW;
         return s;
@@ -142,15 +147,16 @@ Unit **intercalate(Unit **s, const Unit *separator, int32_t count, const Strings
         return s;
     size_t at = 0;
     int32_t index = 0;
-    strings.each(count, [&](const Unit *text) {
-        if (index++ != 0) {
-            copy_units(block + at, separator, gap);
-            at += gap;
-        }
-        const size_t n = string_length(text);
-        copy_units(block + at, text, n);
-        at += n;
-    });
+    if (total != 0)
+        strings.each(count, [&](const Unit *text) {
+            if (index++ != 0) {
+                copy_units(block + at, separator, gap);
+                at += gap;
+            }
+            const size_t n = string_length(text);
+            copy_units(block + at, text, n);
+            at += n;
+        });
     block[total] = 0;
     replace_block(s, block);
     return s;

@@ -25,7 +25,7 @@ namespace vesk::text {
 Formatted<char> format_block(size_t head, Heap heap, const char *format, va_list arguments) {
     if (format == nullptr)
         format = "";
-    char small[512];
+    char small[4096];
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(small, sizeof small, format, again);

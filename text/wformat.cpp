@@ -8,10 +8,10 @@
 // take 16-bit text, %hs, %hc, %S and %C 8-bit (UTF-8) text, %ls and %lc
 // 16-bit text. Positional parameters work as in printf.
 //
-// A call runs in passes: one to learn the type of every argument (with
-// positional parameters the list can't be read in format order), one read of
-// the list into a table, and one or two renderings from the table, the first
-// into a stack buffer that also measures.
+// A call runs in passes: one that parses the format into a plan and learns
+// the type of every argument (with positional parameters the list can't be
+// read in format order), one read of the list into a table, and one or two
+// renderings of the plan, the first into a stack buffer that also measures.
 
 #include <cerrno>
 #include <climits>
@@ -45,7 +45,7 @@ enum class Length : uint8_t { none, hh, h, l, ll, j, z, t, L };
 enum class ArgType : uint8_t { unset, int_, long_, llong, intmax, size, ptrdiff, double_, ldouble, pointer };
 
 struct Arg {
-    ArgType type;
+    ArgType type = ArgType::unset;
     union {
         int i;
         long l;
@@ -69,62 +69,73 @@ struct Spec {
     char16_t conv = 0;
 };
 
-// The argument table, inline for ordinary formats and on the C heap beyond.
-class ArgTable {
+// A short array inline, and on the C heap when it grows beyond that.
+template <class T, int Inline>
+class SmallArray {
   public:
-    ArgTable() = default;
-    ArgTable(const ArgTable &) = delete;
-    ArgTable &operator=(const ArgTable &) = delete;
-    ~ArgTable() {
-        if (args_ != inline_)
-            std::free(args_);
+    SmallArray() = default;
+    SmallArray(const SmallArray &) = delete;
+    SmallArray &operator=(const SmallArray &) = delete;
+    ~SmallArray() {
+        if (!is_inline())
+            std::free(items_);
     }
 
     int size() const { return size_; }
-    Arg &operator[](int i) { return args_[i]; }
-    const Arg &operator[](int i) const { return args_[i]; }
+    T &operator[](int i) { return items_[i]; }
+    const T &operator[](int i) const { return items_[i]; }
 
-    // Records that argument `i` is read as `type`: false (EINVAL) when another
-    // conversion reads it as something else, ENOMEM when the table can't grow.
-    bool claim(int i, ArgType type) {
-        if (i >= size_ && !grow(i + 1))
-            return false;
-        if (args_[i].type != ArgType::unset && args_[i].type != type) {
-            errno = EINVAL;
-            return false;
-        }
-        args_[i].type = type;
-        return true;
-    }
-
-  private:
-    bool grow(int size) {
+    // Grows to `size` items, the new ones value-initialised; false (ENOMEM)
+    // when the heap can't give the room.
+    bool resize(int size) {
         if (size > capacity_) {
             int capacity = capacity_;
             while (capacity < size)
                 capacity *= 2;
-            const size_t bytes = sizeof(Arg) * size_t(capacity);
-            Arg *args = static_cast<Arg *>(args_ == inline_ ? std::malloc(bytes)
-                                                            : std::realloc(args_, bytes));
-            if (args == nullptr) {
+            const size_t bytes = sizeof(T) * size_t(capacity);
+            T *items = static_cast<T *>(is_inline() ? std::malloc(bytes)
+                                                    : std::realloc(items_, bytes));
+            if (items == nullptr) {
                 errno = ENOMEM;
                 return false;
             }
-            if (args_ == inline_)
-                std::memcpy(args, inline_, sizeof inline_);
-            args_ = args;
+            if (is_inline())
+                std::memcpy(static_cast<void *>(items), inline_, sizeof inline_);
+            items_ = items;
             capacity_ = capacity;
         }
         for (int i = size_; i < size; ++i)
-            args_[i].type = ArgType::unset;
+            items_[i] = T{};
         size_ = size;
         return true;
     }
 
-    Arg inline_[16];
-    Arg *args_ = inline_;
+  private:
+    bool is_inline() const { return items_ == reinterpret_cast<const T *>(inline_); }
+
+    // Raw room, so that an array that stays short costs no construction.
+    alignas(T) unsigned char inline_[sizeof(T) * Inline];
+    T *items_ = reinterpret_cast<T *>(inline_);
     int size_ = 0;
-    int capacity_ = 16;
+    int capacity_ = Inline;
+};
+
+// The arguments by number, each with the type it is read as.
+class ArgTable : public SmallArray<Arg, 16> {
+  public:
+    // Records that argument `i` is read as `type`: false (EINVAL) when another
+    // conversion reads it as something else, ENOMEM when the table can't grow.
+    bool claim(int i, ArgType type) {
+        if (i >= size() && !resize(i + 1))
+            return false;
+        Arg &a = (*this)[i];
+        if (a.type != ArgType::unset && a.type != type) {
+            errno = EINVAL;
+            return false;
+        }
+        a.type = type;
+        return true;
+    }
 };
 
 bool is_digit(char16_t c) { return c >= u'0' && c <= u'9'; }
@@ -330,11 +341,37 @@ bool walk(const char16_t *format, Literal literal, Each each) {
     }
 }
 
-// The types of all arguments, then their values.
-bool collect(const char16_t *format, va_list arguments, ArgTable &table) {
+// The format parsed once: literal text, each piece followed by the
+// conversion behind it (none after the last piece).
+struct Step {
+    const char16_t *text = nullptr;
+    size_t length = 0;
+    bool convert = false;
+    Spec spec;
+};
+using Plan = SmallArray<Step, 16>;
+
+// The plan of the format, the types of all arguments, then their values.
+bool collect(const char16_t *format, va_list arguments, Plan &plan, ArgTable &table) {
+    const auto add = [&plan]() -> Step * {
+        return plan.resize(plan.size() + 1) ? &plan[plan.size() - 1] : nullptr;
+    };
     const bool typed = walk(
-        format, [](const char16_t *, size_t) { return true; },
+        format,
+        [&](const char16_t *text, size_t n) {
+            Step *step = add();
+            if (step != nullptr)
+                step->text = text, step->length = n;
+            return step != nullptr;
+        },
         [&](const Spec &spec) {
+            Step *step = plan.size() != 0 && !plan[plan.size() - 1].convert
+                             ? &plan[plan.size() - 1]
+                             : add();
+            if (step == nullptr)
+                return false;
+            step->convert = true;
+            step->spec = spec;
             ArgType type;
             if (!value_type(spec, &type))
                 return false;
@@ -653,16 +690,13 @@ bool put_conversion(Sink &sink, const Spec &spec, const ArgTable &table) {
 }
 
 // One rendering: the number of units of the whole text, -1 on failure.
-int64_t render(const char16_t *format, const ArgTable &table, Sink &sink) {
-    const bool done = walk(
-        format,
-        [&](const char16_t *text, size_t n) {
-            sink.put(text, n);
-            return true;
-        },
-        [&](const Spec &spec) { return put_conversion(sink, spec, table); });
-    if (!done)
-        return -1;
+int64_t render(const Plan &plan, const ArgTable &table, Sink &sink) {
+    for (int i = 0; i < plan.size(); ++i) {
+        const Step &step = plan[i];
+        sink.put(step.text, step.length);
+        if (step.convert && !put_conversion(sink, step.spec, table))
+            return -1;
+    }
     if (sink.count > size_t{INT_MAX}) {
         errno = EOVERFLOW;
         return -1;
@@ -676,12 +710,13 @@ Formatted<char16_t> format_block(size_t head, Heap heap, const char16_t *format,
                                  va_list arguments) {
     if (format == nullptr)
         format = u"";
+    Plan plan;
     ArgTable table;
-    if (!collect(format, arguments, table))
+    if (!collect(format, arguments, plan, table))
         return {};
-    char16_t small[256];
+    char16_t small[2048];
     Sink first{small, sizeof small / sizeof small[0]};
-    const int64_t length = render(format, table, first);
+    const int64_t length = render(plan, table, first);
     if (length < 0)
         return {};
     size_t total, bytes;
@@ -698,7 +733,7 @@ Formatted<char16_t> format_block(size_t head, Heap heap, const char16_t *format,
     } else {
         // Only a number too long for the stack can fail here, for memory.
         Sink second{block + head, size_t(length)};
-        if (render(format, table, second) < 0) {
+        if (render(plan, table, second) < 0) {
             heap.release(block);
             return {};
         }

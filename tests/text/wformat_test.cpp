@@ -66,6 +66,9 @@ const Rule kRules[] = {
      [](int *n) { return wformat(n, u"%2$s %1$hs %2$s %3$*4$d", "a", u"b", 7, 3); }, u"b a b   7", 0},
     {"a number longer than any stack buffer",
      [](int *n) { return wformat(n, u"%0300d", 5); }, to16(std::string(299, '0') + "5"), 0},
+    {"a long number behind a text longer than the stack buffer",
+     [](int *n) { return wformat(n, u"%2100s%0300d", u"", 5); },
+     to16(std::string(2100, ' ') + std::string(299, '0') + "5"), 0},
     {"%n stores the units written so far",
      [](int *n) {
          int at = -1;

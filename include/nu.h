@@ -12,6 +12,7 @@
 #ifndef NU_H
 #define NU_H
 
+#include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <pthread.h>
@@ -712,6 +713,115 @@ VESK_API int32_t NuCcmode(char *buffer, int32_t flags);
 VESK_API int32_t NuCunmode(char *buffer, int32_t flags, int32_t perm);
 VESK_API int32_t NuWcmode(char16_t *buffer, int32_t flags);
 VESK_API int32_t NuWunmode(char16_t *buffer, int32_t flags, int32_t perm);
+
+/* ------------------------------------------------------------------------ */
+/* Growable strings                                                          */
+/* ------------------------------------------------------------------------ */
+
+/* A growable string is an ordinary pointer variable holding a NUL-terminated
+ * block from NuMalloc, exactly length + 1 units long; a null variable reads
+ * as empty. The operations take the variable's address, replace the block it
+ * holds and give that address back, so that calls nest. Any text argument may
+ * point into the variable's own string. They take no status record: when
+ * the block can't be had (an installed allocator that gives null, or a length
+ * past what an address can count) or a format can't be formatted, the
+ * variable keeps the string it had and errno says why (ENOMEM, EOVERFLOW,
+ * EILSEQ, EINVAL). A null variable address does nothing and gives null. */
+typedef char *NuSTR;
+/* The 16-bit twin: the same, counted in 16-bit units. */
+typedef char16_t *NuWCS;
+
+#if defined(__GNUC__) || defined(__clang__)
+#define NU_PRINTF_LIKE(f, a) __attribute__((format(printf, f, a)))
+#else
+#define NU_PRINTF_LIKE(f, a)
+#endif
+
+/* `*s` becomes a copy of `text` (Ncpy: exactly `n` units of it, with no
+ * search for a terminator, so `n` must not pass its end). A null `text`
+ * gives an empty string, not null. The old block goes last, so `text` may
+ * lie inside it. */
+VESK_API NuSTR *NuSTRcpy(NuSTR *s, const char *text);
+VESK_API NuSTR *NuSTRncpy(NuSTR *s, const char *text, size_t n);
+VESK_API NuWCS *NuWCScpy(NuWCS *s, const char16_t *text);
+VESK_API NuWCS *NuWCSncpy(NuWCS *s, const char16_t *text, size_t n);
+
+/* Appends `text` (Ncat: exactly `n` units of it). A null `text` appends
+ * nothing; after a cat the variable is never null. `text` may be the
+ * string itself or any part of it: NuSTRcat(&s, s) doubles it. */
+VESK_API NuSTR *NuSTRcat(NuSTR *s, const char *text);
+VESK_API NuSTR *NuSTRncat(NuSTR *s, const char *text, size_t n);
+VESK_API NuWCS *NuWCScat(NuWCS *s, const char16_t *text);
+VESK_API NuWCS *NuWCSncat(NuWCS *s, const char16_t *text, size_t n);
+
+/* `*s` becomes the formatted text (Catprintf: has it appended). The 8-bit
+ * forms take the C library's printf formats; the 16-bit forms take a 16-bit
+ * format in which %s and %c are 16-bit text, %hs, %hc, %S and %C 8-bit
+ * (UTF-8) text, %ls and %lc 16-bit, and everything else as in printf,
+ * positional parameters (%1$s) included. A null format reads as empty. The
+ * format and its arguments may point into the old string. */
+VESK_API NuSTR *NuSTRprintf(NuSTR *s, const char *format, ...) NU_PRINTF_LIKE(2, 3);
+VESK_API NuSTR *NuSTRvprintf(NuSTR *s, const char *format, va_list arguments) NU_PRINTF_LIKE(2, 0);
+VESK_API NuSTR *NuSTRcatprintf(NuSTR *s, const char *format, ...) NU_PRINTF_LIKE(2, 3);
+VESK_API NuSTR *NuSTRcatvprintf(NuSTR *s, const char *format, va_list arguments)
+    NU_PRINTF_LIKE(2, 0);
+VESK_API NuWCS *NuWCSprintf(NuWCS *s, const char16_t *format, ...);
+VESK_API NuWCS *NuWCSvprintf(NuWCS *s, const char16_t *format, va_list arguments);
+VESK_API NuWCS *NuWCScatprintf(NuWCS *s, const char16_t *format, ...);
+VESK_API NuWCS *NuWCScatvprintf(NuWCS *s, const char16_t *format, va_list arguments);
+
+/* `*s` becomes the `count` strings (variadic `const char *`, a va_list of
+ * them, or an array) with `separator` between them; a null string or
+ * separator adds nothing, and a null array holds `count` null strings. A
+ * count of 0 frees `*s` and leaves it null; a negative count changes
+ * nothing (errno EINVAL). The result is built apart, so the old string may
+ * be among the sources. Note the order of array and count in the N form. */
+VESK_API NuSTR *NuSTRintercalate(NuSTR *s, const char *separator, int32_t count, ...);
+VESK_API NuSTR *NuSTRvintercalate(NuSTR *s, const char *separator, int32_t count,
+                                  va_list strings);
+VESK_API NuSTR *NuSTRnintercalate(NuSTR *s, const char *separator, const char *const *array,
+                                  int32_t count);
+VESK_API NuWCS *NuWCSintercalate(NuWCS *s, const char16_t *separator, int32_t count, ...);
+VESK_API NuWCS *NuWCSvintercalate(NuWCS *s, const char16_t *separator, int32_t count,
+                                  va_list strings);
+VESK_API NuWCS *NuWCSnintercalate(NuWCS *s, const char16_t *separator,
+                                  const char16_t *const *array, int32_t count);
+
+/* NuMfree(*s), then `*s` becomes null; a null `s` is left alone. The two
+ * names are one entry point. */
+VESK_API void NuSTRfree(NuSTR *s);
+VESK_API void NuWCSfree(NuWCS *s);
+
+/* 1 when the string is null or starts with its terminator, else 0. */
+VESK_API int32_t NuSTRempty(const char *string);
+VESK_API int32_t NuWCSempty(const char16_t *string);
+/* The length in units; 0 for null. */
+VESK_API size_t NuSTRlen(const char *string);
+VESK_API size_t NuWCSlen(const char16_t *string);
+
+/* The C library's asprintf and vasprintf under the library's names: `*result`
+ * becomes a block from the C heap (free it with free or nu_free) holding the
+ * formatted text, and the result is its length; -1 with `*result` null when
+ * the text can't be formatted or the block can't be had (errno says which).
+ * A null `result` gives -1 (EINVAL); a null format reads as empty. */
+VESK_API int NuAsprintf(char **result, const char *format, ...) NU_PRINTF_LIKE(2, 3);
+VESK_API int NuVasprintf(char **result, const char *format, va_list arguments)
+    NU_PRINTF_LIKE(2, 0);
+/* The 16-bit twins, with the 16-bit formats of NuWCSprintf: the length is in
+ * 16-bit units. The C library has no such function, so the plain names are
+ * the library's. */
+VESK_API int aswprintf(char16_t **result, const char16_t *format, ...);
+VESK_API int vaswprintf(char16_t **result, const char16_t *format, va_list arguments);
+
+/* Compares `n` bytes as unsigned values and gives the order: -1, 0 or 1
+ * (the C library's bcmp only tells equal from unequal). A null span sorts
+ * before any other; two null spans are equal. */
+VESK_API int32_t NuBcmp(const void *a, const void *b, size_t n);
+/* Copies `n` bytes from `source` to `destination` (source first); the two may
+ * overlap. A null pointer copies nothing. */
+VESK_API void NuBcopy(const void *source, void *destination, size_t n);
+/* Sets `n` bytes at `destination` to 0; null does nothing. */
+VESK_API void NuBzero(void *destination, size_t n);
 
 /* ------------------------------------------------------------------------ */
 /* Mutexes and conditions                                                    */

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Hostile input to every text function: null pointers, zero and maximal
-// sizes, negative and huge costs, spans that wrap, and the patterns that made
+// sizes, negative and huge costs and counts, lengths whose bytes overflow,
+// formats that name what isn't there, spans that wrap, and the patterns that made
 // the backtracking compare run for seconds or overflow its stack. Each case
 // runs in a child with a time limit, so a crash or a hang fails that case.
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <chrono>
 #include <climits>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 
 #include <sys/mman.h>
@@ -40,6 +42,25 @@ bool refused(int32_t result, int errnum) {
 }
 
 constexpr int64_t k2to40 = int64_t{1} << 40;
+
+// A string variable holding "keep", and whether an operation on it left it
+// so with this errno.
+struct Kept {
+    char *s = nullptr;
+    char16_t *w = nullptr;
+    Kept() {
+        NuSTRcpy(&s, "keep");
+        NuWCScpy(&w, u"keep");
+        errno = 0;
+    }
+    ~Kept() {
+        NuSTRfree(&s);
+        NuWCSfree(&w);
+    }
+    bool held(int errnum) const {
+        return errno == errnum && std::string(s) == "keep" && std::u16string(w) == u"keep";
+    }
+};
 
 struct HostileCase {
     const char *name;
@@ -128,6 +149,96 @@ const HostileCase kCases[] = {
      [] {
          const char *high = reinterpret_cast<const char *>(UINTPTR_MAX - 8);
          return refused(NuLevenshtein("a", 1, high, 100, 1, 1, 1), EINVAL);
+     }},
+
+    {"strings: no variable does nothing",
+     [] {
+         return NuSTRcpy(nullptr, "x") == nullptr && NuSTRcat(nullptr, "x") == nullptr &&
+                NuWCSncat(nullptr, u"x", 1) == nullptr && NuSTRprintf(nullptr, "%d", 1) == nullptr &&
+                NuWCScatprintf(nullptr, u"%d", 1) == nullptr &&
+                NuSTRnintercalate(nullptr, ",", nullptr, 3) == nullptr &&
+                (NuSTRfree(nullptr), NuWCSfree(nullptr), true);
+     }},
+    {"strings: null strings read as empty",
+     [] {
+         return NuSTRlen(nullptr) == 0 && NuWCSlen(nullptr) == 0 && NuSTRempty(nullptr) == 1 &&
+                NuWCSempty(nullptr) == 1;
+     }},
+    {"strings: appending SIZE_MAX units",
+     [] {
+         Kept k;
+         NuSTRncat(&k.s, "x", SIZE_MAX);
+         NuWCSncat(&k.w, u"x", SIZE_MAX);
+         return k.held(EOVERFLOW);
+     }},
+    {"strings: 16-bit lengths whose bytes overflow",
+     [] {
+         Kept k;
+         NuWCSncpy(&k.w, u"x", SIZE_MAX / 2);
+         NuWCSncat(&k.w, u"x", SIZE_MAX / 2 - 2);
+         NuWCSncat(&k.w, u"x", size_t{PTRDIFF_MAX} / 2);
+         return k.held(EOVERFLOW);
+     }},
+    {"strings: a join of INT32_MAX nothings is quick",
+     [] {
+         Kept k;
+         NuSTRnintercalate(&k.s, "", nullptr, INT32_MAX);
+         NuWCSnintercalate(&k.w, nullptr, nullptr, INT32_MAX);
+         return std::string(k.s).empty() && k.w[0] == 0;
+     }},
+    {"strings: a negative count",
+     [] {
+         Kept k;
+         NuSTRintercalate(&k.s, ",", -1, "a");
+         NuWCSnintercalate(&k.w, u",", nullptr, INT32_MIN);
+         return k.held(EINVAL);
+     }},
+    {"strings: null formats read as empty, null text as (null)",
+     [] {
+         char *s = nullptr;
+         NuSTRprintf(&s, nullptr);
+         const bool empty = s != nullptr && s[0] == 0;
+         const char *volatile none = nullptr;  // hidden from the format check
+         NuSTRprintf(&s, "%s", none);
+         const bool null_text = std::string(s) == "(null)";
+         NuSTRfree(&s);
+         char *r = nullptr;
+         const bool as = NuAsprintf(&r, nullptr) == 0 && r != nullptr && r[0] == 0;
+         std::free(r);
+         return empty && null_text && as;
+     }},
+    {"strings: a 16-bit text longer than INT_MAX units",
+     [] {
+         Kept k;
+         NuWCSprintf(&k.w, u"%2147483647s%2147483647s", u"", u"");
+         return k.held(EOVERFLOW);
+     }},
+    {"strings: a position far past the arguments reads none of them",
+     [] {
+         Kept k;
+         NuWCSprintf(&k.w, u"%4096$d");
+         NuWCScatprintf(&k.w, u"%1$*4000$d", 5);
+         return k.held(EINVAL);
+     }},
+    {"strings: widths and positions past INT_MAX",
+     [] {
+         Kept k;
+         NuWCSprintf(&k.w, u"%99999999999999999999d", 1);
+         const bool width = k.held(EOVERFLOW);
+         NuWCSprintf(&k.w, u"%.99999999999999999999s", u"x");
+         NuWCSprintf(&k.w, u"%99999999999999999999$d", 1);
+         return width && k.held(EOVERFLOW);
+     }},
+    {"strings: asprintf without a result",
+     [] { return refused(NuAsprintf(nullptr, "x"), EINVAL) && refused(aswprintf(nullptr, u"x"), EINVAL); }},
+    {"bytes: null spans and the largest count",
+     [] {
+         char buf[4] = "abc";
+         NuBcopy(nullptr, buf, SIZE_MAX);
+         NuBcopy(buf, nullptr, SIZE_MAX);
+         NuBzero(nullptr, SIZE_MAX);
+         return NuBcmp(nullptr, nullptr, SIZE_MAX) == 0 && NuBcmp(nullptr, buf, SIZE_MAX) == -1 &&
+                NuBcmp(buf, buf, SIZE_MAX) == 0 && std::string(buf) == "abc";
      }},
 
     {"hash: null with the largest length", [] { return NuBhash(nullptr, SIZE_MAX) == 0; }},

@@ -41,13 +41,19 @@ struct Normal {
     // "." element (".." stays where it is), the drive in its normal form, and
     // a trailing separator where the path had one or ended in a separator and
     // ".". One pass, whatever the number of elements.
-    static size_t write(Span path, char *out) {
+    //
+    // Dropping the "." elements in front of the first name could make that
+    // name part of a drive ("./c:" would read as the drive "c:", "\\?\./C:"
+    // as a long-path prefix). Where the drive would change so, one "." stays
+    // in front of the name, and the normal form of a normal form is itself.
+    static size_t write(Span path, char *out, bool keep_dot = false) {
         const Drive drive = F::drive(path);
         const Span rest = path.tail_from(drive.length);
         const size_t r = rest.size;
         const bool trailing = P::has_trailing_sep(rest) ||
                               (r >= 2 && rest.data[r - 1] == '.' && F::is_sep(rest.data[r - 2]));
-        size_t n = drive.length != 0 ? F::write_normal_drive(P::split_drive(path).text, drive, out) : 0;
+        size_t n = drive.length != 0 ? F::write_normal_drive(P::split_drive(path).text, drive, out)
+                                     : 0;
         bool sep_before_next = n != 0 && !F::is_sep(out[n - 1]) && !F::glues_directly(Span(out, n));
 
         size_t i = 0;
@@ -59,6 +65,8 @@ struct Normal {
             while (i < r && F::is_sep(rest.data[i]))
                 ++i;
         }
+        bool dots_in_front = false;
+        bool named = false;
         while (i < r) {
             const size_t start = i;
             while (i < r && !F::is_sep(rest.data[i]))
@@ -66,24 +74,29 @@ struct Normal {
             const Span name(rest.data + start, i - start);
             while (i < r && F::is_sep(rest.data[i]))
                 ++i;
-            if (name.size == 1 && name.data[0] == '.')
+            if (name.size == 1 && name.data[0] == '.') {
+                dots_in_front = dots_in_front || !named;
                 continue;
-            // A name that would read as a drive once the "." elements before
-            // it are gone keeps one "." ahead of it.
-            if (n == 0 && F::drive(name).length != 0) {
+            }
+            if (!named && dots_in_front && keep_dot) {
+                if (sep_before_next)
+                    out[n++] = F::kSep;
                 out[n++] = '.';
-                out[n++] = F::kSep;
+                sep_before_next = true;
             }
             if (sep_before_next)
                 out[n++] = F::kSep;
             std::memcpy(out + n, name.data, name.size);
             n += name.size;
             sep_before_next = true;
+            named = true;
         }
         if (n == 0)
             out[n++] = '.';
         if (trailing && !F::drive_relative(drive) && !F::is_sep(out[n - 1]))
             out[n++] = F::kSep;
+        if (named && dots_in_front && !keep_dot && F::drive(Span(out, n)).kind != drive.kind)
+            return write(path, out, true);
         return n;
     }
 

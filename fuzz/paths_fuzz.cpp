@@ -64,7 +64,8 @@ void made_valid_is_valid(const std::string &path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    const std::string path(reinterpret_cast<const char *>(data), strnlen(reinterpret_cast<const char *>(data), size));
+    const char *text = reinterpret_cast<const char *>(data);
+    const std::string path(text, strnlen(text, size));
 #if PATHS_FUZZ_PROPERTY == 1
     normal_form_is_fixed(path, NuPosixNormalisePath, NuPosixEqualFilePath);
 #elif PATHS_FUZZ_PROPERTY == 2

@@ -19,7 +19,9 @@ struct Span {
 
     Span() = default;
     Span(const char *p, size_t n) : data(p != nullptr ? p : ""), size(p != nullptr ? n : 0) {}
-    static Span of(const char *text) { return text != nullptr ? Span(text, std::strlen(text)) : Span(); }
+    static Span of(const char *text) {
+        return text != nullptr ? Span(text, std::strlen(text)) : Span();
+    }
 
     bool empty() const { return size == 0; }
     char back() const { return data[size - 1]; }

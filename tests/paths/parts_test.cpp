@@ -18,7 +18,8 @@ struct SplitCase {
 
 TEST(PathParts, PosixDrivesAreRunsOfSlashes) {
     const SplitCase cases[] = {{"/usr", "/|usr"}, {"///usr", "///|usr"}, {"usr", "|usr"},
-                               {"", "|"},         {"/", "/|"},           {nullptr, kNull + "|" + kNull}};
+                               {"", "|"},         {"/", "/|"},
+                               {nullptr, kNull + "|" + kNull}};
     for (const auto &c : cases)
         EXPECT_EQ(split(NuPosixSplitDrive, c.path), c.expected) << (c.path ? c.path : "null");
     EXPECT_EQ(NuPosixIsDrive("//"), 1);

@@ -946,10 +946,11 @@ VESK_API NuSTR *NuPosixMakeRelativePath(NuSTR *out, const char *root, const char
 VESK_API NuSTR *NuWinMakeRelativePath(NuSTR *out, const char *root, const char *path);
 
 /* Validity, 1 or 0. NuPosix: any path but the empty one. NuWin also refuses
- * a server drive that names no server ("\\"), a long-path prefix without its
- * trailing separator ("\\?\C:"), any of :*?><|" behind the drive, and an
- * element whose name before its first "." is a device name (CON, PRN, AUX,
- * NUL, COM1 to COM9, LPT1 to LPT9, CLOCK$, in any case). */
+ * a server drive that names no server (`\\`), a long-path prefix without its
+ * trailing separator (`\\?\C:`), a colon, star, question mark, angle
+ * bracket, bar or double quote behind the drive, and an element whose
+ * name before its first "." is a device name (CON, PRN, AUX, NUL, COM1 to
+ * COM9, LPT1 to LPT9, CLOCK$, in any case). */
 VESK_API int32_t NuPosixIsValidPath(const char *path);
 VESK_API int32_t NuWinIsValidPath(const char *path);
 /* A valid path made of `path`: "" gives "_"; NuWin turns a drive without a

@@ -26,12 +26,9 @@ TEST(PathLists, ElementsAndDirectories) {
         const char *path, *expected;
     } cases[] = {
         {NuPosixSplitPath, "/a//b/c", "/|a//|b/|c"},
-        {NuPosixSplitDirectories, "/a//b/c", "/|a|b|c"},
-        {NuPosixSplitPath, "a", "a"},
-        {NuPosixSplitPath, "", ""},
-        {NuPosixSplitPath, nullptr, ""},
-        {NuWinSplitPath, R"(C:\a/b)", R"(C:\|a/|b)"},
-        {NuWinSplitPath, R"(\a\)", R"(\|a\)"},
+        {NuPosixSplitDirectories, "/a//b/c", "/|a|b|c"}, {NuPosixSplitPath, "a", "a"},
+        {NuPosixSplitPath, "", ""}, {NuPosixSplitPath, nullptr, ""},
+        {NuWinSplitPath, R"(C:\a/b)", R"(C:\|a/|b)"}, {NuWinSplitPath, R"(\a\)", R"(\|a\)"},
         {NuWinSplitDirectories, R"(\a\)", R"(\|a)"},
         {NuWinSplitDirectories, R"(\\srv\s\)", R"(\\srv\|s)"},
     };
@@ -44,25 +41,16 @@ TEST(PathLists, SearchPaths) {
         ListFn f;
         const char *text, *expected;
     } cases[] = {
-        {NuPosixSplitSearchPath, "a:b", "a|b"},
-        {NuPosixSplitSearchPath, "a::b", "a|.|b"},
-        {NuPosixSplitSearchPath, ":a", ".|a"},
-        {NuPosixSplitSearchPath, "a:", "a"},
-        {NuPosixSplitSearchPath, ":", "."},
-        {NuPosixSplitSearchPath, "", ""},
-        {NuPosixSplitSearchPath, nullptr, ""},
-        {NuPosixSplitSearchPath, "\"a:b\"", "\"a|b\""},
-        {NuWinSplitSearchPath, "a;;b", "a|b"},
-        {NuWinSplitSearchPath, ";a", "a"},
-        {NuWinSplitSearchPath, "a;", "a"},
-        {NuWinSplitSearchPath, R"("a;b";c)", "a;b|c"},
-        {NuWinSplitSearchPath, R"("a)", R"("a)"},
-        {NuWinSplitSearchPath, R"(x;"a;b)", R"(x|"a;b)"},
-        {NuWinSplitSearchPath, R"("")", ""},
-        {NuWinSplitSearchPath, R"("";x)", "x"},
+        {NuPosixSplitSearchPath, "a:b", "a|b"}, {NuPosixSplitSearchPath, "a::b", "a|.|b"},
+        {NuPosixSplitSearchPath, ":a", ".|a"}, {NuPosixSplitSearchPath, "a:", "a"},
+        {NuPosixSplitSearchPath, ":", "."}, {NuPosixSplitSearchPath, "", ""},
+        {NuPosixSplitSearchPath, nullptr, ""}, {NuPosixSplitSearchPath, "\"a:b\"", "\"a|b\""},
+        {NuWinSplitSearchPath, "a;;b", "a|b"}, {NuWinSplitSearchPath, ";a", "a"},
+        {NuWinSplitSearchPath, "a;", "a"}, {NuWinSplitSearchPath, R"("a;b";c)", "a;b|c"},
+        {NuWinSplitSearchPath, R"("a)", R"("a)"}, {NuWinSplitSearchPath, R"(x;"a;b)", R"(x|"a;b)"},
+        {NuWinSplitSearchPath, R"("")", ""}, {NuWinSplitSearchPath, R"("";x)", "x"},
         {NuWinSplitSearchPath, R"(a"b;c)", R"(a"b|c)"},
-        {NuWinSplitSearchPath, R"("a"b";c)", R"(a"b|c)"},
-        {NuWinSplitSearchPath, R"(""")", R"(")"},
+        {NuWinSplitSearchPath, R"("a"b";c)", R"(a"b|c)"}, {NuWinSplitSearchPath, R"(""")", R"(")"},
         {NuWinSplitSearchPath, nullptr, ""},
     };
     for (const auto &c : cases)

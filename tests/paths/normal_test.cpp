@@ -32,27 +32,13 @@ TEST(PathNormal, PosixNormalForms) {
 
 TEST(PathNormal, WindowsNormalForms) {
     const Case cases[] = {
-        {"c:/a/b", R"(C:\a\b)"},
-        {"c:", "C:"},
-        {"c:a", "C:a"},
-        {R"(c:a\)", "C:a"},
-        {R"(c:a\.)", "C:a"},
-        {R"(c:\\\a)", R"(C:\a)"},
-        {"/a/", R"(\a\)"},
-        {"a/b", R"(a\b)"},
-        {R"(\\?\c:)", R"(\\?\c:)"},
-        {R"(\\?\c:a)", R"(\\?\c:\a)"},
-        {"//srv/share/", R"(\\srv\share\)"},
-        {R"(//srv//./x)", R"(\\srv\\x)"},
-        {"", "."},
-        {R"(.\)", R"(.\)"},
-        {R"(\.)", R"(\)"},
-        {R"(./c:)", R"(.\c:)"},
-        {R"(.\.\c:x\)", R"(.\c:x\)"},
-        {R"(a\c:\y)", R"(a\c:\y)"},
-        {R"(\\?\.\C:x)", R"(\\?\.\C:x)"},
-        {R"(\\?\./unc/x)", R"(\\?\.\unc\x)"},
-        {R"(\\?\.\UNCx)", R"(\\?\UNCx)"},
+        {"c:/a/b", R"(C:\a\b)"}, {"c:", "C:"}, {"c:a", "C:a"}, {R"(c:a\)", "C:a"},
+        {R"(c:a\.)", "C:a"}, {R"(c:\\\a)", R"(C:\a)"}, {"/a/", R"(\a\)"}, {"a/b", R"(a\b)"},
+        {R"(\\?\c:)", R"(\\?\c:)"}, {R"(\\?\c:a)", R"(\\?\c:\a)"},
+        {"//srv/share/", R"(\\srv\share\)"}, {R"(//srv//./x)", R"(\\srv\\x)"}, {"", "."},
+        {R"(.\)", R"(.\)"}, {R"(\.)", R"(\)"}, {R"(./c:)", R"(.\c:)"}, {R"(.\.\c:x\)", R"(.\c:x\)"},
+        {R"(a\c:\y)", R"(a\c:\y)"}, {R"(\\?\.\C:x)", R"(\\?\.\C:x)"},
+        {R"(\\?\./unc/x)", R"(\\?\.\unc\x)"}, {R"(\\?\.\UNCx)", R"(\\?\UNCx)"},
     };
     for (const auto &c : cases)
         EXPECT_EQ(call(NuWinNormalisePath, c.in), c.expected) << c.in;

@@ -30,21 +30,12 @@ TEST(PathParts, PosixDrivesAreRunsOfSlashes) {
 
 TEST(PathParts, WindowsDrivesOfEveryKind) {
     const SplitCase cases[] = {
-        {"c:", "c:|"},
-        {"c:/a", "c:/|a"},
-        {R"(D:\\a)", R"(D:\\|a)"},
-        {"c:a", "c:|a"},
-        {R"(\a)", kNull + R"(|\a)"},
-        {"1:a", kNull + "|1:a"},
-        {R"(\\srv\share\x)", R"(\\srv\|share\x)"},
-        {"//srv//share", "//srv//|share"},
-        {R"(\\?\C:\a)", R"(\\?\C:\|a)"},
-        {R"(\\?\C:)", R"(\\?\C:|)"},
-        {R"(\\?\UNC\srv\sh\x)", R"(\\?\UNC\srv\|sh\x)"},
-        {R"(//?/unc/srv)", R"(//?/unc/srv|)"},
-        {R"(\\?\x)", R"(\\?\|x)"},
-        {R"(\\?\UNCx\y)", R"(\\?\|UNCx\y)"},
-        {R"(\\)", R"(\\|)"},
+        {"c:", "c:|"}, {"c:/a", "c:/|a"}, {R"(D:\\a)", R"(D:\\|a)"}, {"c:a", "c:|a"},
+        {R"(\a)", kNull + R"(|\a)"}, {"1:a", kNull + "|1:a"},
+        {R"(\\srv\share\x)", R"(\\srv\|share\x)"}, {"//srv//share", "//srv//|share"},
+        {R"(\\?\C:\a)", R"(\\?\C:\|a)"}, {R"(\\?\C:)", R"(\\?\C:|)"},
+        {R"(\\?\UNC\srv\sh\x)", R"(\\?\UNC\srv\|sh\x)"}, {R"(//?/unc/srv)", R"(//?/unc/srv|)"},
+        {R"(\\?\x)", R"(\\?\|x)"}, {R"(\\?\UNCx\y)", R"(\\?\|UNCx\y)"}, {R"(\\)", R"(\\|)"},
         {"", kNull + "|"},
     };
     for (const auto &c : cases)
@@ -143,14 +134,9 @@ TEST(PathParts, TrailingSeparators) {
     const struct {
         const char *path, *posix_add, *posix_drop, *win_drop;
     } cases[] = {
-        {"a/b//", "a/b//", "a/b", "a/b"},
-        {"/", "/", "/", "/"},
-        {"///", "///", "///", "///"},
-        {"", "/", "", ""},
-        {"a", "a/", "a", "a"},
-        {R"(C:\\)", R"(C:\\/)", R"(C:\\)", R"(C:\\)"},
-        {R"(\\srv\)", R"(\\srv\/)", R"(\\srv\)", R"(\\srv\)"},
-        {R"(a\\)", R"(a\\/)", R"(a\\)", "a"},
+        {"a/b//", "a/b//", "a/b", "a/b"}, {"/", "/", "/", "/"}, {"///", "///", "///", "///"},
+        {"", "/", "", ""}, {"a", "a/", "a", "a"}, {R"(C:\\)", R"(C:\\/)", R"(C:\\)", R"(C:\\)"},
+        {R"(\\srv\)", R"(\\srv\/)", R"(\\srv\)", R"(\\srv\)"}, {R"(a\\)", R"(a\\/)", R"(a\\)", "a"},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(call(NuPosixAddTrailingPathSep, c.path), c.posix_add) << c.path;

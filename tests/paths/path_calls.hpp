@@ -39,14 +39,13 @@ inline std::string call(Binary f, const char *a, const char *b) {
     return o.text();
 }
 
-// Both outputs of a split as "first|second".
-inline std::string split(Split f, const char *path) {
+inline std::string split(Split f, const char *path) {  // "first|second"
     Out a, b;
     f(&a.s, &b.s, path);
     return a.text() + "|" + b.text();
 }
 
-// A list's elements joined by "|", and the list destroyed.
+// The elements joined by "|"; the list is destroyed.
 inline std::string joined(NuPathList *list) {
     std::string out;
     for (uint32_t i = 0; i < list->count; ++i)

@@ -27,29 +27,14 @@ TEST(PathValidity, WindowsValidityAndRepair) {
         int valid;
         const char *repaired;  // null: a valid path is kept as it is
     } cases[] = {
-        {R"(\\)", 0, R"(\\drive)"},
-        {R"(\\\x)", 0, R"(\\drive)"},
-        {R"(\\?\C:)", 0, R"(\\?\C:\)"},
-        {R"(\\?\C:a*)", 0, R"(\\?\C:\a_)"},
-        {R"(\\?\UNC\srv)", 0, R"(\\?\UNC\srv\)"},
-        {R"(\\?\C:\a)", 1, nullptr},
-        {R"(\\srv\x)", 1, nullptr},
-        {R"(\\a*b\x)", 1, nullptr},
-        {"a*b", 0, "a_b"},
-        {R"(x\:*?><|"y)", 0, R"(x\_______y)"},
-        {"con", 0, "con_"},
-        {"CON.txt", 0, "CON_.txt"},
-        {"com1.a.b", 0, "com1_.a.b"},
-        {R"(c:\nul)", 0, R"(c:\nul_)"},
-        {R"(a\con\b)", 0, R"(a\con_\b)"},
-        {R"(a\Clock$\\b)", 0, R"(a\Clock$_\\b)"},
-        {R"(\lpt9.)", 0, R"(\lpt9_.)"},
-        {"coni", 1, nullptr},
-        {"com10", 1, nullptr},
-        {".con", 1, nullptr},
-        {"a:b", 1, nullptr},
-        {"a:b:c", 0, "a:b_c"},
-        {"", 0, "_"},
+        {R"(\\)", 0, R"(\\drive)"}, {R"(\\\x)", 0, R"(\\drive)"}, {R"(\\?\C:)", 0, R"(\\?\C:\)"},
+        {R"(\\?\C:a*)", 0, R"(\\?\C:\a_)"}, {R"(\\?\UNC\srv)", 0, R"(\\?\UNC\srv\)"},
+        {R"(\\?\C:\a)", 1, nullptr}, {R"(\\srv\x)", 1, nullptr}, {R"(\\a*b\x)", 1, nullptr},
+        {"a*b", 0, "a_b"}, {R"(x\:*?><|"y)", 0, R"(x\_______y)"}, {"con", 0, "con_"},
+        {"CON.txt", 0, "CON_.txt"}, {"com1.a.b", 0, "com1_.a.b"}, {R"(c:\nul)", 0, R"(c:\nul_)"},
+        {R"(a\con\b)", 0, R"(a\con_\b)"}, {R"(a\Clock$\\b)", 0, R"(a\Clock$_\\b)"},
+        {R"(\lpt9.)", 0, R"(\lpt9_.)"}, {"coni", 1, nullptr}, {"com10", 1, nullptr},
+        {".con", 1, nullptr}, {"a:b", 1, nullptr}, {"a:b:c", 0, "a:b_c"}, {"", 0, "_"},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(NuWinIsValidPath(c.path), c.valid) << c.path;

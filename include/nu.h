@@ -824,6 +824,222 @@ VESK_API void NuBcopy(const void *source, void *destination, size_t n);
 VESK_API void NuBzero(void *destination, size_t n);
 
 /* ------------------------------------------------------------------------ */
+/* Paths                                                                     */
+/* ------------------------------------------------------------------------ */
+
+/* Path algebra: pure text, no file system, nothing reported. Two families
+ * with the same names and arguments: NuPosix (separator "/", search-path
+ * separator ":", the drive is the run of leading "/") and NuWin (separators
+ * "\" and "/", writing "\"; search-path separator ";"; drives "C:", "C:\",
+ * "\\?\C:\", "\\?\UNC\server\" and "\\server\"; case does not count in
+ * comparisons). Both are there on every platform. Bytes are bytes, and
+ * letters are those of the C locale whatever locale the program set.
+ *
+ * Inputs are NUL-terminated texts, null reading as empty. An output is the
+ * address of a NuSTR variable, whose block is replaced (free the last one
+ * with NuSTRfree); the variable's own text may be an input of the same call.
+ * A null output address does nothing. When no block can be had for the
+ * result (an installed allocator that gives null), the output keeps what it
+ * held. The file name is what follows the last separator behind the drive; an
+ * extension starts at its last "." (the plural forms: its first) and includes
+ * it; a base name is the file name without its last extension. */
+
+/* A growable array of paths, each owned by the list. Starts all zero; grows
+ * to twice its capacity (2 from 0) when full; an element that no memory
+ * holds is dropped, and the list goes on with the next one. */
+typedef struct NuPathList {
+    uint32_t capacity; /* slots in items */
+    uint32_t count;    /* slots in use */
+    NuSTR *items;      /* the paths */
+} NuPathList;
+
+/* Frees every element and zeroes the slots and the count; the array and the
+ * capacity stay. Gives `list` (null: nothing done). */
+VESK_API NuPathList *NuClearPathList(NuPathList *list);
+/* Frees every element and the array and zeroes all three fields. Gives
+ * `list` (null: nothing done). */
+VESK_API NuPathList *NuDestroyPathList(NuPathList *list);
+
+/* Character tests, 1 or 0: a path separator, a search-path separator, the
+ * extension separator "." (NuPosixIsExtSep and NuWinIsExtSep are one
+ * function). A value outside 0..255 is none of them. */
+VESK_API int32_t NuPosixIsPathSep(int c);
+VESK_API int32_t NuPosixIsSearchPathSep(int c);
+VESK_API int32_t NuPosixIsExtSep(int c);
+VESK_API int32_t NuWinIsPathSep(int c);
+VESK_API int32_t NuWinIsSearchPathSep(int c);
+VESK_API int32_t NuWinIsExtSep(int c);
+
+/* Split the drive off: `drive` and `rest` (either may be null) get the two
+ * parts. A null path makes both outputs null; NuWin gives a null drive for
+ * a path without one, NuPosix an empty one. TakeDrive and DropDrive give one
+ * part each and return `out`. */
+VESK_API void NuPosixSplitDrive(NuSTR *drive, NuSTR *rest, const char *path);
+VESK_API NuSTR *NuPosixTakeDrive(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropDrive(NuSTR *out, const char *path);
+VESK_API void NuWinSplitDrive(NuSTR *drive, NuSTR *rest, const char *path);
+VESK_API NuSTR *NuWinTakeDrive(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropDrive(NuSTR *out, const char *path);
+
+/* Tests, 1 or 0: the drive is not empty; the path is not empty and is a drive
+ * alone; relative (no drive, or for NuWin a letter drive with no separator
+ * behind it: "C:a"); absolute (not relative). */
+VESK_API int32_t NuPosixHasDrive(const char *path);
+VESK_API int32_t NuPosixIsDrive(const char *path);
+VESK_API int32_t NuPosixIsRelativePath(const char *path);
+VESK_API int32_t NuPosixIsAbsolutePath(const char *path);
+VESK_API int32_t NuWinHasDrive(const char *path);
+VESK_API int32_t NuWinIsDrive(const char *path);
+VESK_API int32_t NuWinIsRelativePath(const char *path);
+VESK_API int32_t NuWinIsAbsolutePath(const char *path);
+
+/* The join rule: an empty side gives the other, a first text that ends in a
+ * separator is followed directly by the second, NuWin glues "C:" and "a" into
+ * "C:a", and otherwise a separator goes between them. Gives `out`. */
+VESK_API NuSTR *NuPosixJoinDrive(NuSTR *out, const char *drive, const char *path);
+VESK_API NuSTR *NuWinJoinDrive(NuSTR *out, const char *drive, const char *path);
+
+/* Directory part (up to and with the last separator, "./" when there is
+ * none) and file name. SplitFileName fills either output that is not null;
+ * the others give `out`. TakeDirectory is DropFileName without the trailing
+ * separators ("a" gives ".", "a/b/" gives "a/b"). ReplaceFileName combines
+ * the raw directory part (no "./") with `name` as CombinePaths does;
+ * ReplaceDirectory joins `directory` and the file name by the join rule. */
+VESK_API void NuPosixSplitFileName(NuSTR *directory, NuSTR *name, const char *path);
+VESK_API NuSTR *NuPosixTakeFileName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropFileName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixReplaceFileName(NuSTR *out, const char *path, const char *name);
+VESK_API NuSTR *NuPosixTakeDirectory(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixReplaceDirectory(NuSTR *out, const char *path, const char *directory);
+VESK_API void NuWinSplitFileName(NuSTR *directory, NuSTR *name, const char *path);
+VESK_API NuSTR *NuWinTakeFileName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropFileName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinReplaceFileName(NuSTR *out, const char *path, const char *name);
+VESK_API NuSTR *NuWinTakeDirectory(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinReplaceDirectory(NuSTR *out, const char *path, const char *directory);
+
+/* The base name, and the path with another one: ReplaceBaseName keeps the
+ * raw directory part and the file name's extension ("a/b.c" and "d" give
+ * "a/d.c"). Give `out`. */
+VESK_API NuSTR *NuPosixTakeBaseName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixReplaceBaseName(NuSTR *out, const char *path, const char *base);
+VESK_API NuSTR *NuWinTakeBaseName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinReplaceBaseName(NuSTR *out, const char *path, const char *base);
+
+/* The last extension: SplitExtension gives the path before it and the
+ * extension with its "." ("a/b.c.d": "a/b.c" and ".d"; ".x": "" and ".x"); a
+ * file name without "." gives the whole path and a null extension.
+ * HasExtension: 1 if the file name holds a ".". AddExtension puts a "." in
+ * front of an extension without one ("a" and "b": "a.b"; an empty extension
+ * gives a copy); ReplaceExtension drops the last extension, then adds. */
+VESK_API void NuPosixSplitExtension(NuSTR *base, NuSTR *extension, const char *path);
+VESK_API NuSTR *NuPosixTakeExtension(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropExtension(NuSTR *out, const char *path);
+VESK_API int32_t NuPosixHasExtension(const char *path);
+VESK_API NuSTR *NuPosixAddExtension(NuSTR *out, const char *path, const char *extension);
+VESK_API NuSTR *NuPosixReplaceExtension(NuSTR *out, const char *path, const char *extension);
+VESK_API void NuWinSplitExtension(NuSTR *base, NuSTR *extension, const char *path);
+VESK_API NuSTR *NuWinTakeExtension(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropExtension(NuSTR *out, const char *path);
+VESK_API int32_t NuWinHasExtension(const char *path);
+VESK_API NuSTR *NuWinAddExtension(NuSTR *out, const char *path, const char *extension);
+VESK_API NuSTR *NuWinReplaceExtension(NuSTR *out, const char *path, const char *extension);
+
+/* All the extensions, from the first "." of the file name: "a/b.c.d" gives
+ * "a/b" and ".c.d"; without "." the whole path and an empty text. */
+VESK_API void NuPosixSplitExtensions(NuSTR *base, NuSTR *extensions, const char *path);
+VESK_API NuSTR *NuPosixTakeExtensions(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropExtensions(NuSTR *out, const char *path);
+VESK_API void NuWinSplitExtensions(NuSTR *base, NuSTR *extensions, const char *path);
+VESK_API NuSTR *NuWinTakeExtensions(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropExtensions(NuSTR *out, const char *path);
+
+/* Trailing separators. Has: 1 if the last byte is one (0 for ""). Add: a
+ * separator unless there is one ("" gives one). Drop: all of them unless the
+ * path is a drive alone, one byte staying if nothing else would ("a/b//"
+ * gives "a/b"; "/" stays). Add and Drop give `out`. */
+VESK_API int32_t NuPosixHasTrailingPathSep(const char *path);
+VESK_API NuSTR *NuPosixAddTrailingPathSep(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropTrailingPathSep(NuSTR *out, const char *path);
+VESK_API int32_t NuWinHasTrailingPathSep(const char *path);
+VESK_API NuSTR *NuWinAddTrailingPathSep(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropTrailingPathSep(NuSTR *out, const char *path);
+
+/* CombinePaths: `right` alone if it starts with a separator or has a drive,
+ * else the two by the join rule. JoinPath combines `count` items folding
+ * from the right, so that a later absolute item cuts off what stands before
+ * it ("a", "/b", "c" give "/b/c"); a count of 0 or below, or null items, give
+ * null. The items may hold the output's own text. Give `out`. */
+VESK_API NuSTR *NuPosixCombinePaths(NuSTR *out, const char *left, const char *right);
+VESK_API NuSTR *NuPosixJoinPath(NuSTR *out, const char *const *items, int32_t count);
+VESK_API NuSTR *NuWinCombinePaths(NuSTR *out, const char *left, const char *right);
+VESK_API NuSTR *NuWinJoinPath(NuSTR *out, const char *const *items, int32_t count);
+
+/* The path's elements into `list` (cleared first): the drive if any, then
+ * each element with the separators behind it ("/a//b/c": "/", "a//", "b/",
+ * "c"). SplitDirectories drops the trailing separators of each ("/", "a",
+ * "b", "c"). Give `list` (null: nothing done). */
+VESK_API NuPathList *NuPosixSplitPath(NuPathList *list, const char *path);
+VESK_API NuPathList *NuPosixSplitDirectories(NuPathList *list, const char *path);
+VESK_API NuPathList *NuWinSplitPath(NuPathList *list, const char *path);
+VESK_API NuPathList *NuWinSplitDirectories(NuPathList *list, const char *path);
+
+/* The normal form: single separators (NuWin writes "\"), no "." elements,
+ * ".." left where it is, a trailing separator kept (and added after a final
+ * "/."), "" and "." give ".". NuPosix writes its drive as one "/"; NuWin
+ * writes a letter drive in upper case with one separator at most and keeps
+ * other drives with their case, and a drive-relative path ("C:a\") gets no
+ * trailing separator. Where dropping "." elements would leave a name that
+ * reads as a letter drive in front ("./c:"), one ".\" stays before it, so
+ * that the normal form of a normal form is itself. Gives `out`. */
+VESK_API NuSTR *NuPosixNormalisePath(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinNormalisePath(NuSTR *out, const char *path);
+
+/* 1 if the two normal forms are equal once trailing separators are dropped
+ * (NuWin: also once folded to lower case), else 0; also 0 when scratch memory
+ * for very long paths can't be had. */
+VESK_API int32_t NuPosixEqualFilePath(const char *first, const char *second);
+VESK_API int32_t NuWinEqualFilePath(const char *first, const char *second);
+
+/* `path` relative to `root`: "." when the two are equal paths; the part of
+ * `path` behind the root's elements when its drive is the root's and its
+ * elements start with the root's (compared one by one, each as
+ * EqualFilePath does, nothing resolved); otherwise `path` as given. A path
+ * that starts with one separator and has no drive has the root "\" as its
+ * drive. Gives `out`. */
+VESK_API NuSTR *NuPosixMakeRelativePath(NuSTR *out, const char *root, const char *path);
+VESK_API NuSTR *NuWinMakeRelativePath(NuSTR *out, const char *root, const char *path);
+
+/* Validity, 1 or 0. NuPosix: any path but the empty one. NuWin also refuses
+ * a server drive that names no server (`\\`), a long-path prefix without its
+ * trailing separator (`\\?\C:`), a colon, star, question mark, angle
+ * bracket, bar or double quote behind the drive, and an element whose
+ * name before its first "." is a device name (CON, PRN, AUX, NUL, COM1 to
+ * COM9, LPT1 to LPT9, CLOCK$, in any case). */
+VESK_API int32_t NuPosixIsValidPath(const char *path);
+VESK_API int32_t NuWinIsValidPath(const char *path);
+/* A valid path made of `path`: "" gives "_"; NuWin turns a drive without a
+ * server into "\\drive", finishes a long-path prefix with "\", writes "_" for
+ * each forbidden byte and puts "_" behind a device name ("CON.txt" gives
+ * "CON_.txt"). Gives `out`. */
+VESK_API NuSTR *NuPosixMakeValidPath(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinMakeValidPath(NuSTR *out, const char *path);
+
+/* The elements of a search path into `list` (cleared first). NuPosix splits
+ * at ":" and an empty element is "." ("a::b": "a", ".", "b"; a final ":" adds
+ * nothing). NuWin splits at ";", skips empty elements and lets double quotes
+ * protect a ";": a quote closes only where a ";" or the end follows it, an
+ * empty quoted element adds nothing, and an element still open at the end is
+ * taken from its opening quote on. A null text gives an empty list. Give
+ * `list` (null: nothing done). */
+VESK_API NuPathList *NuPosixSplitSearchPath(NuPathList *list, const char *text);
+VESK_API NuPathList *NuWinSplitSearchPath(NuPathList *list, const char *text);
+/* The same, of the environment variable PATH; an empty list when it is not
+ * set. */
+VESK_API NuPathList *NuPosixGetSearchPath(NuPathList *list);
+VESK_API NuPathList *NuWinGetSearchPath(NuPathList *list);
+
+/* ------------------------------------------------------------------------ */
 /* Mutexes and conditions                                                    */
 /* ------------------------------------------------------------------------ */
 

@@ -743,8 +743,9 @@ typedef struct NuWCSTOK {
  * refused delimit-string; 1288, variant 1 (the text from the open marker's
  * last character, "atom-expression", its first character) for an atom the
  * text doesn't close. A null `state` is reported as 258 (variant 2,
- * "@state"). Nothing is allocated; each character costs one look at each set,
- * and at the atom table where it could open an atom. */
+ * "@state"). Nothing is allocated. A call costs the units it scans and one
+ * walk of the atom table; a unit that can open an atom costs a walk of the
+ * table more (the first entry that matches wins). */
 VESK_API int64_t NuStrtok(char *string, char *delimit, uint32_t flags, NuSTRTOK *state,
                           VeskErr *status);
 /* NuStrtok over 16-bit units; the text of either report is "???". */

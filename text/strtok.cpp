@@ -13,7 +13,8 @@
 // state's tables: the units below 256 that delimit, and those that need a
 // closer look inside a word (delimiters, singles, a backslash, a unit that can
 // open an atom). A word is then a run over units outside the second map.
-// Units from 256 up (16-bit text) always take the closer look.
+// Units from 256 up (16-bit text) always take the closer look, where the sets
+// are searched by halves.
 #include <cerrno>
 #include <cstring>
 
@@ -31,10 +32,6 @@ constexpr uint32_t kDoubleQuote = '"';
 constexpr uint32_t kLineFeed = 10;
 constexpr uint32_t kCarriageReturn = 13;
 constexpr uint32_t kCloseFollows = 0x01;  // between an entry's open and close markers
-
-// Up to this many entries, a call collects the atoms' first units in a map;
-// a longer table is walked at every unit of a word.
-constexpr int kMappedEntries = 64;
 
 template <class Unit>
 struct Form;
@@ -61,10 +58,6 @@ struct ByteMap {
         for (auto &w : word)
             w = ~w;
     }
-    void fill() {
-        for (auto &w : word)
-            w = ~uint64_t{0};
-    }
     void merge(const ByteMap &other) {
         for (int i = 0; i < 4; ++i)
             word[i] |= other.word[i];
@@ -86,18 +79,37 @@ void add_low_units(ByteMap &map, const Unit *set) {
         map.add(value_of(*set));
 }
 
-// Membership of a unit from 256 up: the sorted set ends the search early.
+// The units from 256 up of a compiled set, searched by halves. Its length is
+// counted at the first look of a call, not before: most calls never need it.
 template <class Unit>
-bool sorted_set_has(const Unit *set, uint32_t c) {
-    if (set == nullptr)
+class HighUnits {
+public:
+    explicit HighUnits(const Unit *set) : set_(set) {}
+    bool has(uint32_t c) const {
+        if (set_ == nullptr)
+            return false;
+        if (length_ == kUncounted)
+            length_ = vesk::text::length_of(set_);
+        size_t lo = 0, hi = length_;
+        while (lo < hi) {
+            const size_t mid = lo + (hi - lo) / 2;
+            const uint32_t v = value_of(set_[mid]);
+            if (v == c)
+                return true;
+            if (v < c)
+                lo = mid + 1;
+            else
+                hi = mid;
+        }
         return false;
-    for (; *set != 0; ++set) {
-        const uint32_t v = value_of(*set);
-        if (v >= c)
-            return v == c;
     }
-    return false;
-}
+    const Unit *set() const { return set_; }
+
+private:
+    static constexpr size_t kUncounted = SIZE_MAX;
+    const Unit *set_;
+    mutable size_t length_ = kUncounted;
+};
 
 // Rewrites the n units at `set` sorted and without repeats, NUL-ended.
 inline void normalise_set(char *set, size_t n) {
@@ -457,24 +469,24 @@ struct Maps {
     ByteMap stop;     // units below 256 that end a plain run inside a word
     ByteMap singles;  // units below 256 that are single-unit tokens
     ByteMap opens;    // units below 256 that may open an atom
-    const Unit *singles_set;
-    const Unit *words_set;
-    const Unit *delims_set;
+    HighUnits<Unit> singles_set;
+    HighUnits<Unit> words_set;
+    HighUnits<Unit> delims_set;
     bool has_atoms;
 
     template <class State>
     Maps(const State *state, uint32_t flags)
         : singles_set(state->singles), words_set(state->wordset), delims_set(state->delims),
           has_atoms(state->atoms != nullptr) {
-        if (words_set != nullptr) {
-            add_low_units(delim, words_set);
+        if (state->wordset != nullptr) {
+            add_low_units(delim, state->wordset);
             delim.invert();
         }
-        if (delims_set != nullptr)
-            add_low_units(delim, delims_set);
+        if (state->delims != nullptr)
+            add_low_units(delim, state->delims);
         delim.remove(0);
-        if (singles_set != nullptr)
-            add_low_units(singles, singles_set);
+        if (state->singles != nullptr)
+            add_low_units(singles, state->singles);
         if (!(flags & NU_TOK_NOQUOTE)) {
             if (flags & NU_TOK_SQUOTE)
                 opens.add(kSingleQuote);
@@ -491,8 +503,9 @@ struct Maps {
             stop.add(kBackslash);
     }
 
+    // One walk of the table per call spares a walk at every unit of a word.
     void add_atom_openers(const Unit *entry) {
-        for (int n = 0; n < kMappedEntries; ++n) {
+        for (;;) {
             const uint32_t first = value_of(entry[1]);
             if (first < 256)
                 opens.add(first);
@@ -501,19 +514,17 @@ struct Maps {
                 return;
             entry += link;
         }
-        opens.fill();  // too many to collect: every unit takes the walk
     }
 
     bool is_delim(uint32_t c) const {
         if (c < 256)
             return delim.has(c);
-        return (words_set != nullptr && !sorted_set_has(words_set, c)) ||
-               sorted_set_has(delims_set, c);
+        return (words_set.set() != nullptr && !words_set.has(c)) || delims_set.has(c);
     }
     bool ends_run(uint32_t c) const { return c >= 256 || stop.has(c); }
     bool may_open(uint32_t c) const { return c < 256 ? opens.has(c) : has_atoms; }
     bool is_single(uint32_t c) const {
-        return c < 256 ? singles.has(c) : sorted_set_has(singles_set, c);
+        return c < 256 ? singles.has(c) : singles_set.has(c);
     }
 };
 

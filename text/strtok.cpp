@@ -9,14 +9,17 @@
 // a set is a set, and this keeps the look-ups of one call bounded by the
 // number of distinct units instead of by the length of what the caller wrote.
 //
-// Every call that scans builds, on its stack, two 256-bit maps from the
-// state's tables: the units below 256 that delimit, and those that need a
-// closer look inside a word (delimiters, singles, a backslash, a unit that can
-// open an atom). A word is then a run over units outside the second map.
+// Every call that scans builds, on its stack, a table of 256 bytes from the
+// state's tables: for each unit below 256, whether it delimits, is a single,
+// may open an atom, or needs a closer look inside a word at all (those, a
+// backslash, NUL). A word is then a run over units that need no closer look.
 // Units from 256 up (16-bit text) always take the closer look, where the sets
 // are searched by halves.
 #include <cerrno>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "nu.h"
 #include "units.hpp"
@@ -52,16 +55,7 @@ struct Form<char16_t> {
 struct ByteMap {
     uint64_t word[4] = {0, 0, 0, 0};
     void add(uint32_t c) { word[c >> 6] |= uint64_t{1} << (c & 63); }
-    void remove(uint32_t c) { word[c >> 6] &= ~(uint64_t{1} << (c & 63)); }
     bool has(uint32_t c) const { return (word[c >> 6] >> (c & 63)) & 1; }
-    void invert() {
-        for (auto &w : word)
-            w = ~w;
-    }
-    void merge(const ByteMap &other) {
-        for (int i = 0; i < 4; ++i)
-            word[i] |= other.word[i];
-    }
 };
 
 bool may_cut(uint32_t c, uint32_t flags) {
@@ -71,13 +65,6 @@ bool may_cut(uint32_t c, uint32_t flags) {
 
 // ---------------------------------------------------------------------------
 // Sets
-
-// A compiled set is sorted, so its units below 256 come first.
-template <class Unit>
-void add_low_units(ByteMap &map, const Unit *set) {
-    for (; *set != 0 && value_of(*set) < 256; ++set)
-        map.add(value_of(*set));
-}
 
 // The units from 256 up of a compiled set, searched by halves. Its length is
 // counted at the first look of a call, not before: most calls never need it.
@@ -463,12 +450,92 @@ AtomMatch match_atom(State *state, Unit *at, uint32_t flags, size_t &length, Ves
 // ---------------------------------------------------------------------------
 // The maps of one call
 
+// The common case: a handful of plain delimiters and nothing else. Then a
+// word ends only at one of them, at NUL or at a backslash, and the run over it
+// compares a block of 16 bytes at a time.
+constexpr int kPlainMax = 4;
+
+template <class Unit>
+struct PlainStops {
+    static constexpr uint32_t kNoUnit = 0xFFFFFFFF;
+    int count = 0;
+    uint32_t unit[kPlainMax];
+    bool escapes = false;
+
+    // Whether `set` holds at most kPlainMax units; they are taken if so. The
+    // free places hold a value no unit has, so that a look compares all four.
+    bool take(const Unit *set) {
+        for (uint32_t &u : unit)
+            u = kNoUnit;
+        if (set == nullptr)
+            return true;
+        for (count = 0; set[count] != 0; ++count) {
+            if (count == kPlainMax)
+                return false;
+            unit[count] = value_of(set[count]);
+        }
+        return true;
+    }
+    bool is_delim(uint32_t c) const {
+        return (c == unit[0]) | (c == unit[1]) | (c == unit[2]) | (c == unit[3]);
+    }
+    bool ends_run(uint32_t c) const { return c == 0 || (escapes && c == kBackslash) || is_delim(c); }
+
+#if defined(__SSE2__)
+    // Blocks are read at 16-byte boundaries, which never cross a page: the
+    // bytes read past the terminator lie in the page that holds it. The
+    // address sanitizer would call that an overflow; it is not one.
+    [[gnu::no_sanitize_address]] const Unit *run_end(const Unit *p) const {
+        const auto at = reinterpret_cast<uintptr_t>(p);
+        if (at % sizeof(Unit) != 0)
+            return scalar_run_end(p);
+        __m128i needle[kPlainMax + 2];
+        const uint32_t backslash_or_nul = escapes ? kBackslash : 0;
+        for (int i = 0; i < kPlainMax; ++i)
+            needle[i] = broadcast(i < count ? unit[i] : 0);  // NUL stops anyway
+        needle[kPlainMax] = broadcast(0);
+        needle[kPlainMax + 1] = broadcast(backslash_or_nul);
+        const char *block = reinterpret_cast<const char *>(at & ~uintptr_t{15});
+        uint32_t hits = matches(block, needle) & (~0u << (at & 15));
+        while (hits == 0) {
+            block += 16;
+            hits = matches(block, needle);
+        }
+        return reinterpret_cast<const Unit *>(block + __builtin_ctz(hits));
+    }
+
+    static __m128i broadcast(uint32_t c) {
+        // One multiplication spreads the unit over a 32-bit lane.
+        const uint32_t lane = sizeof(Unit) == 1 ? c * 0x01010101u : c * 0x00010001u;
+        return _mm_set1_epi32(static_cast<int>(lane));
+    }
+    [[gnu::no_sanitize_address]] static uint32_t matches(const char *block,
+                                                         const __m128i *needle) {
+        const __m128i v = _mm_load_si128(reinterpret_cast<const __m128i *>(block));
+        __m128i any = _mm_setzero_si128();
+        for (int i = 0; i < kPlainMax + 2; ++i)
+            any = _mm_or_si128(any, sizeof(Unit) == 1 ? _mm_cmpeq_epi8(v, needle[i])
+                                                      : _mm_cmpeq_epi16(v, needle[i]));
+        return static_cast<uint32_t>(_mm_movemask_epi8(any));
+    }
+#else
+    const Unit *run_end(const Unit *p) const { return scalar_run_end(p); }
+#endif
+    const Unit *scalar_run_end(const Unit *p) const {
+        while (!ends_run(value_of(*p)))
+            ++p;
+        return p;
+    }
+};
+
 template <class Unit>
 struct Maps {
-    ByteMap delim;    // units below 256 that delimit
-    ByteMap stop;     // units below 256 that end a plain run inside a word
-    ByteMap singles;  // units below 256 that are single-unit tokens
-    ByteMap opens;    // units below 256 that may open an atom
+    // What a unit below 256 is, as bits: one byte a unit, so that the run
+    // over a word costs a load and a test per unit.
+    enum : uint8_t { kDelim = 1, kSingle = 2, kOpens = 4, kStop = 8 };
+    PlainStops<Unit> plain;
+    bool is_plain;
+    uint8_t kind[256];
     HighUnits<Unit> singles_set;
     HighUnits<Unit> words_set;
     HighUnits<Unit> delims_set;
@@ -478,37 +545,47 @@ struct Maps {
     Maps(const State *state, uint32_t flags)
         : singles_set(state->singles), words_set(state->wordset), delims_set(state->delims),
           has_atoms(state->atoms != nullptr) {
+        plain.escapes = !(flags & NU_TOK_NOESC);
+        const bool quotes = (flags & (NU_TOK_SQUOTE | NU_TOK_DQUOTE)) && !(flags & NU_TOK_NOQUOTE);
+        is_plain = state->wordset == nullptr && state->singles == nullptr && !has_atoms &&
+                   !quotes && plain.take(state->delims);
+        if (is_plain)
+            return;
         if (state->wordset != nullptr) {
-            add_low_units(delim, state->wordset);
-            delim.invert();
+            std::memset(kind, kDelim | kStop, sizeof kind);
+            for (const Unit *u = state->wordset; *u != 0 && value_of(*u) < 256; ++u)
+                kind[value_of(*u)] = 0;
+        } else {
+            std::memset(kind, 0, sizeof kind);
         }
-        if (state->delims != nullptr)
-            add_low_units(delim, state->delims);
-        delim.remove(0);
-        if (state->singles != nullptr)
-            add_low_units(singles, state->singles);
+        mark(state->delims, kDelim | kStop);
+        mark(state->singles, kSingle | kStop);
         if (!(flags & NU_TOK_NOQUOTE)) {
             if (flags & NU_TOK_SQUOTE)
-                opens.add(kSingleQuote);
+                kind[kSingleQuote] |= kOpens | kStop;
             if (flags & NU_TOK_DQUOTE)
-                opens.add(kDoubleQuote);
+                kind[kDoubleQuote] |= kOpens | kStop;
         }
         if (has_atoms)
-            add_atom_openers(state->atoms);
-        stop = delim;
-        stop.merge(singles);
-        stop.merge(opens);
-        stop.add(0);
+            mark_atom_openers(state->atoms);
+        kind[0] = kStop;
         if (!(flags & NU_TOK_NOESC))
-            stop.add(kBackslash);
+            kind[kBackslash] |= kStop;
+    }
+
+    // A compiled set is sorted: its units below 256 come first.
+    void mark(const Unit *set, uint8_t bits) {
+        if (set != nullptr)
+            for (; *set != 0 && value_of(*set) < 256; ++set)
+                kind[value_of(*set)] |= bits;
     }
 
     // One walk of the table per call spares a walk at every unit of a word.
-    void add_atom_openers(const Unit *entry) {
+    void mark_atom_openers(const Unit *entry) {
         for (;;) {
             const uint32_t first = value_of(entry[1]);
             if (first < 256)
-                opens.add(first);
+                kind[first] |= kOpens | kStop;
             const uint32_t link = value_of(*entry);
             if (link == 0)
                 return;
@@ -517,14 +594,29 @@ struct Maps {
     }
 
     bool is_delim(uint32_t c) const {
+        if (is_plain)
+            return plain.is_delim(c);
         if (c < 256)
-            return delim.has(c);
+            return kind[c] & kDelim;
         return (words_set.set() != nullptr && !words_set.has(c)) || delims_set.has(c);
     }
-    bool ends_run(uint32_t c) const { return c >= 256 || stop.has(c); }
-    bool may_open(uint32_t c) const { return c < 256 ? opens.has(c) : has_atoms; }
+    // The first unit from `p` on that needs a closer look inside a word.
+    Unit *run_end(Unit *p) const {
+        if (is_plain)
+            return const_cast<Unit *>(plain.run_end(p));
+        for (uint32_t c = value_of(*p); c < 256 && !(kind[c] & kStop); c = value_of(*p))
+            ++p;
+        return p;
+    }
+    bool may_open(uint32_t c) const {
+        if (is_plain)
+            return false;
+        return c < 256 ? (kind[c] & kOpens) != 0 : has_atoms;
+    }
     bool is_single(uint32_t c) const {
-        return c < 256 ? singles.has(c) : singles_set.has(c);
+        if (is_plain)
+            return false;
+        return c < 256 ? (kind[c] & kSingle) != 0 : singles_set.has(c);
     }
 };
 
@@ -691,8 +783,8 @@ int64_t tokenise(Unit *string, Unit *delimit, uint32_t flags, typename Form<Unit
     Unit *q = p;
     Unit *end = nullptr;
     for (;;) {
-        while (!maps.ends_run(c))
-            c = value_of(*++q);
+        q = maps.run_end(q);
+        c = value_of(*q);
         if (c == 0) {
             end = q;
             break;

@@ -66,12 +66,20 @@ bool may_cut(uint32_t c, uint32_t flags) {
 // ---------------------------------------------------------------------------
 // Sets
 
-// The units from 256 up of a compiled set, searched by halves. Its length is
-// counted at the first look of a call, not before: most calls never need it.
+// The units from 256 up of a compiled set, searched by halves. A 16-bit group
+// keeps its length in the unit in front of it (a unit of its "[^" or "[!");
+// the plain delimiters have no such place, and their length is counted at the
+// first look of a call, not before: most calls never need it.
 template <class Unit>
 class HighUnits {
 public:
     explicit HighUnits(const Unit *set) : set_(set) {}
+    static HighUnits group(const Unit *set) {
+        HighUnits units(set);
+        if (sizeof(Unit) > 1 && set != nullptr)
+            units.length_ = value_of(set[-1]);
+        return units;
+    }
     bool has(uint32_t c) const {
         if (set_ == nullptr)
             return false;
@@ -99,7 +107,7 @@ private:
 };
 
 // Rewrites the n units at `set` sorted and without repeats, NUL-ended.
-inline void normalise_set(char *set, size_t n) {
+inline size_t normalise_set(char *set, size_t n) {
     ByteMap seen;
     for (size_t i = 0; i < n; ++i)
         seen.add(value_of(set[i]));
@@ -108,9 +116,10 @@ inline void normalise_set(char *set, size_t n) {
         if (seen.has(v))
             *w++ = static_cast<char>(v);
     *w = 0;
+    return static_cast<size_t>(w - set);
 }
 
-inline void normalise_set(char16_t *set, size_t n) {
+inline size_t normalise_set(char16_t *set, size_t n) {
     constexpr size_t kShort = 32;
     if (n <= kShort) {  // insertion sort: no 8 KB map for a short set
         for (size_t i = 1; i < n; ++i) {
@@ -125,7 +134,7 @@ inline void normalise_set(char16_t *set, size_t n) {
             if (w == 0 || set[w - 1] != set[i])
                 set[w++] = set[i];
         set[w] = 0;
-        return;
+        return w;
     }
     uint64_t seen[65536 / 64] = {};
     for (size_t i = 0; i < n; ++i)
@@ -135,6 +144,7 @@ inline void normalise_set(char16_t *set, size_t n) {
         if ((seen[v >> 6] >> (v & 63)) & 1)
             *w++ = static_cast<char16_t>(v);
     *w = 0;
+    return static_cast<size_t>(w - set);
 }
 
 // ---------------------------------------------------------------------------
@@ -303,7 +313,9 @@ bool compile(Unit *delimit, State *state) {
         if (*end == 0)
             return false;
         *end = 0;
-        normalise_set(set, static_cast<size_t>(end - set));
+        const size_t count = normalise_set(set, static_cast<size_t>(end - set));
+        if constexpr (sizeof(Unit) > 1)
+            set[-1] = static_cast<Unit>(count);  // fits: a 16-bit set has fewer than 65536 units
         (kind == '!' ? state->singles : state->wordset) = set;
         p = end + 1;
     }
@@ -543,7 +555,9 @@ struct Maps {
 
     template <class State>
     Maps(const State *state, uint32_t flags)
-        : singles_set(state->singles), words_set(state->wordset), delims_set(state->delims),
+        : singles_set(HighUnits<Unit>::group(state->singles)),
+          words_set(HighUnits<Unit>::group(state->wordset)),
+          delims_set(state->delims),
           has_atoms(state->atoms != nullptr) {
         plain.escapes = !(flags & NU_TOK_NOESC);
         const bool quotes = (flags & (NU_TOK_SQUOTE | NU_TOK_DQUOTE)) && !(flags & NU_TOK_NOQUOTE);

@@ -219,6 +219,14 @@ MarkerEnd scan_close(Unit *&r) {
     }
 }
 
+template <class Unit>
+bool holds_separator(const Unit *from, const Unit *to) {
+    for (; from < to; ++from)
+        if (value_of(*from) == kCloseFollows)
+            return true;
+    return false;
+}
+
 // Compiles the atom group whose "@" is at `link`; `after` is set behind its
 // closing bracket.
 template <class Unit>
@@ -239,6 +247,9 @@ bool compile_atoms(Unit *link, Unit *&after) {
                 return false;
             close_end = r;
         }
+        // The unit 0x01 parts the markers in the table: a marker can't hold it.
+        if (holds_separator(open_begin, open_end) || holds_separator(close_begin, close_end))
+            return false;
         // Here r is at "]" or at the first "|" of "||".
         Unit *next_link = nullptr;
         if (end == MarkerEnd::kEntry) {
@@ -497,9 +508,10 @@ struct PlainStops {
 
 #if defined(__SSE2__)
     // Blocks are read at 16-byte boundaries, which never cross a page: the
-    // bytes read past the terminator lie in the page that holds it. The
-    // address sanitizer would call that an overflow; it is not one.
-    [[gnu::no_sanitize_address]] const Unit *run_end(const Unit *p) const {
+    // bytes read past the terminator lie in the page that holds it, and are
+    // never used. The sanitizers, which see the whole block read, are told
+    // not to look here.
+    [[gnu::no_sanitize("address", "thread")]] const Unit *run_end(const Unit *p) const {
         const auto at = reinterpret_cast<uintptr_t>(p);
         if (at % sizeof(Unit) != 0)
             return scalar_run_end(p);
@@ -523,7 +535,7 @@ struct PlainStops {
         const uint32_t lane = sizeof(Unit) == 1 ? c * 0x01010101u : c * 0x00010001u;
         return _mm_set1_epi32(static_cast<int>(lane));
     }
-    [[gnu::no_sanitize_address]] static uint32_t matches(const char *block,
+    [[gnu::no_sanitize("address", "thread")]] static uint32_t matches(const char *block,
                                                          const __m128i *needle) {
         const __m128i v = _mm_load_si128(reinterpret_cast<const __m128i *>(block));
         __m128i any = _mm_setzero_si128();

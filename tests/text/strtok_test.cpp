@@ -186,7 +186,10 @@ TEST(Strtok, RefusedDelimitStrings) {
     const char *const refused[] = {"[@a*b",    "[!x",       "[@*b]",      "[!a][!b]",
                                    "[!]",      "[@a\\]]",   "[@]",        "[@a||||b]",
                                    "[@a*b||",  "[^",        "[@a\\",      "[@a*\\",
-                                   "[^x][^y]", "[@a][!x][@b]"};
+                                   "[^x][^y]", "[@a][!x][@b]",
+                                   // 0x01 parts an entry's markers: no marker holds it (an open
+                                   // marker "\x01}|" once made the atom search loop for ever)
+                                   "[@\x01}|]", "[@(*a\x01)]"};
     for (const char *d : refused) {
         Status st;
         NuSTRTOK state{};

@@ -511,7 +511,7 @@ struct PlainStops {
     // bytes read past the terminator lie in the page that holds it, and are
     // never used. The sanitizers, which see the whole block read, are told
     // not to look here.
-    [[gnu::no_sanitize("address", "thread")]] const Unit *run_end(const Unit *p) const {
+    __attribute__((no_sanitize("address", "thread"))) const Unit *run_end(const Unit *p) const {
         const auto at = reinterpret_cast<uintptr_t>(p);
         if (at % sizeof(Unit) != 0)
             return scalar_run_end(p);
@@ -535,7 +535,7 @@ struct PlainStops {
         const uint32_t lane = sizeof(Unit) == 1 ? c * 0x01010101u : c * 0x00010001u;
         return _mm_set1_epi32(static_cast<int>(lane));
     }
-    [[gnu::no_sanitize("address", "thread")]] static uint32_t matches(const char *block,
+    __attribute__((no_sanitize("address", "thread"))) static uint32_t matches(const char *block,
                                                          const __m128i *needle) {
         const __m128i v = _mm_load_si128(reinterpret_cast<const __m128i *>(block));
         __m128i any = _mm_setzero_si128();

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "nu.h"
+#include "vesk.h"
 
 namespace {
 

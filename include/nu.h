@@ -757,7 +757,9 @@ VESK_API int64_t NuWcstok(char16_t *string, char16_t *delimit, uint32_t flags, N
 /* These run NuStrtok with both kinds of quotes switched on (a quoted stretch
  * is one token; NU_TOK_NOQUOTE turns them off). A null `delimit` means the
  * default " \n\r\t"; a caller's delimit-string with groups is compiled in
- * place and serves one call. Reports have facility 504 (VESK_FAC_TOKEN). */
+ * place and serves one call. The step flags NU_TOK_SKIP, NU_TOK_SETDELIM and
+ * NU_TOK_FIXED take no token and are ignored. Reports have facility 504
+ * (VESK_FAC_TOKEN). */
 
 /* Stores up to `size` tokens of `text`, cut in place (unless NU_TOK_NOCUT),
  * in `vector`; no closing null is written. The number stored, even when the

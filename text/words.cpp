@@ -13,7 +13,13 @@
 namespace {
 
 constexpr uint32_t kQuotes = NU_TOK_SQUOTE | NU_TOK_DQUOTE;
-constexpr uint32_t kWordFlags = kQuotes | NU_TOK_NOCUT;
+// The scanner's step flags take no token: a split under NU_TOK_SKIP would
+// stand still, one under NU_TOK_FIXED would read the delimit-string as a
+// count. They mean nothing here and are dropped.
+constexpr uint32_t kStepFlags = NU_TOK_SKIP | NU_TOK_SETDELIM | NU_TOK_FIXED;
+
+uint32_t split_flags(uint32_t flags) { return (flags & ~kStepFlags) | kQuotes; }
+uint32_t word_flags(uint32_t flags) { return split_flags(flags) | NU_TOK_NOCUT; }
 constexpr size_t kGrowth = 8;
 // The results are signed 32-bit counts, and a failed split still tells how
 // many entries it stored as -255 minus that number: no count may pass this.
@@ -63,7 +69,7 @@ struct Word {
 int64_t find_word(const char *text, char *delimit, uint32_t flags, int32_t index, Word *word,
                   VeskErr *status) {
     const Delimit d(delimit);
-    flags |= kWordFlags;
+    flags = word_flags(flags);
     NuSTRTOK lead{};
     // NOCUT: the scanner writes nothing into the text.
     int64_t r = NuStrtok(const_cast<char *>(text), d.get(), flags, &lead, status);
@@ -109,7 +115,7 @@ VESK_API int32_t NuStrsplit(char *text, char *delimit, uint32_t flags, char **ve
         return refuse(status, VESK_E_BUFSMALL, EOVERFLOW, "NuStrsplit", "@output-strings-vector");
     const size_t room = size < kMostTokens ? size : kMostTokens;
     const Delimit d(delimit);
-    flags |= kQuotes;
+    flags = split_flags(flags);
     NuSTRTOK state{};
     size_t stored = 0;
     // The call after the last token that fits is made too, so that a syntax
@@ -135,7 +141,7 @@ VESK_API int32_t NuAStrsplit(char *text, char *delimit, uint32_t flags, char ***
         return -1;
     }
     const Delimit d(delimit);
-    flags |= kQuotes;
+    flags = split_flags(flags);
     NuSTRTOK state{};
     size_t count = 0;
     int64_t r = NuStrtok(text, d.get(), flags, &state, status);
@@ -229,7 +235,7 @@ VESK_API char *NuStrword_nr(const char *text, int32_t index, VeskErr *status) {
 
 VESK_API int32_t NuStrwordc(const char *text, char *delimit, uint32_t flags, VeskErr *status) {
     const Delimit d(delimit);
-    flags |= kWordFlags;
+    flags = word_flags(flags);
     NuSTRTOK state{};
     size_t count = 0;
     int64_t r = NuStrtok(const_cast<char *>(text), d.get(), flags, &state, status);

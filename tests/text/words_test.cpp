@@ -102,6 +102,15 @@ TEST(Split, RefusesNoVectorThenNoRoom) {
     expect_report(small.err, VESK_FAC_TOKEN, VESK_E_BUFSMALL, EOVERFLOW, 2,
                   "NuStrsplit(@output-strings-vector): the buffer is too small.");
     EXPECT_EQ(NuStrsplit(text, nullptr, 0, v, SIZE_MAX, nullptr), 1) << "any size is room enough";
+    // Flags that take no token would stand still or read the delimit-string
+    // as a count: they are dropped.
+    const uint32_t steps = NU_TOK_SKIP | NU_TOK_SETDELIM | NU_TOK_FIXED;
+    char three[] = "a b c";
+    char **all = nullptr;
+    EXPECT_EQ(NuAStrsplit(three, nullptr, steps, &all, nullptr), 3);
+    NuMfree(all);
+    EXPECT_EQ(NuStrwordc("a b c", nullptr, steps, nullptr), 3);
+    EXPECT_EQ(NuStrword("a b c", nullptr, steps, -1, nullptr, nullptr), 1);
 }
 
 TEST(Split, IntoAGrowingVector) {

@@ -15,18 +15,13 @@
 #include <cstring>
 #include <string>
 
+#include "fuzz/upward_calls.hpp"
 #include "nu.h"
 #include "vesk.h"
 
 namespace {
 
-// The last report, as the readers made it.
-struct Report {
-    int32_t facility = 0, code = 0, syserr = 0;
-    uint32_t variant = 0;
-    std::string param;
-};
-Report g_report;
+using vesk_fuzz::Report;
 
 [[noreturn]] void fail(const char *what, const std::string &mode) {
     std::fprintf(stderr, "mode fuzz: %s (mode \"%s\")\n", what, mode.c_str());
@@ -53,10 +48,10 @@ using Reader = int64_t (*)(const Unit *, int32_t *, int32_t *, VeskErr *);
 template <class Unit>
 Answer read(Reader<Unit> reader, const std::basic_string<Unit> &mode, const std::string &shown) {
     VeskErr err{};
-    g_report = {};
+    vesk_fuzz::last_report = {};
     Answer a{0, kUntouched, kUntouched, {}};
     a.result = reader(mode.c_str(), &a.flags, &a.perm, &err);
-    a.report = g_report;
+    a.report = vesk_fuzz::last_report;
     if (a.result == 0) {
         require(a.report.code == 0, "a success reported", shown);
         require(a.perm >= 0 && a.perm <= 0xFFF, "permission outside 0xFFF", shown);
@@ -118,22 +113,6 @@ void c_round_trip(const Answer &a, const std::string &shown) {
 }
 
 }  // namespace
-
-// The readers report through this; the fuzz target has no error service.
-extern "C" int64_t VeskMkerr(void *, VeskErr *err, uint32_t, uint32_t, uint32_t, int32_t facility,
-                             int32_t code, int32_t syserr, uint32_t variant, ...) {
-    va_list args;
-    va_start(args, variant);
-    const char *function = va_arg(args, const char *);
-    const char *param = va_arg(args, const char *);
-    va_end(args);
-    g_report = {facility, code, syserr, variant, param};
-    if (function == nullptr || param == nullptr)
-        std::abort();
-    if (err != nullptr)
-        err->status = VESK_STATUS(facility, code);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::string mode(reinterpret_cast<const char *>(data), strnlen(reinterpret_cast<const char *>(data), size));

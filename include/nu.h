@@ -1144,6 +1144,54 @@ VESK_API int64_t NuWcstok(char16_t *string, char16_t *delimit, uint32_t flags, N
                           VeskErr *status);
 
 /* ------------------------------------------------------------------------ */
+/* Words and splitting                                                       */
+/* ------------------------------------------------------------------------ */
+/* These run NuStrtok with both kinds of quotes switched on (a quoted stretch
+ * is one token; NU_TOK_NOQUOTE turns them off). A null `delimit` means the
+ * default " \n\r\t"; a caller's delimit-string with groups is compiled in
+ * place and serves one call. The step flags NU_TOK_SKIP, NU_TOK_SETDELIM and
+ * NU_TOK_FIXED take no token and are ignored. Reports have facility 504
+ * (VESK_FAC_TOKEN). */
+
+/* Stores up to `size` tokens of `text`, cut in place (unless NU_TOK_NOCUT),
+ * in `vector`; no closing null is written. The number stored, even when the
+ * text had more; after a scanner report -1 if nothing was stored, else -255
+ * minus the number stored (-256 for one). A null vector is refused (258,
+ * "@output-strings-vector"), then a size of 0 (261). */
+VESK_API int32_t NuStrsplit(char *text, char *delimit, uint32_t flags, char **vector, size_t size,
+                            VeskErr *status);
+/* As NuStrsplit into a vector of its own, null-ended, growing by 8 entries,
+ * stored in `*result` (release it with NuMfree). The number of tokens; 0 with
+ * `*result` null for a text without tokens; -1 after a report, `*result` left
+ * as it was. A null `result` is refused (258, "@output-strings-vector-ptr"). */
+VESK_API int32_t NuAStrsplit(char *text, char *delimit, uint32_t flags, char ***result,
+                             VeskErr *status);
+/* NuAStrsplit with the default delimiters and no flags: the vector, or null
+ * for a failure or a text without tokens. */
+VESK_API char **NuAStrsplit_s(char *text, VeskErr *status);
+/* Copies word number `index` of `text` (0 the first, -1 the last, -2 the one
+ * before it) with a NUL into `buffer`, which must be large enough; a null
+ * buffer measures. The text is not changed. The word's length; 0 (and an
+ * empty buffer) when there is no such word; -1 after a report. */
+VESK_API int32_t NuStrword(const char *text, char *delimit, uint32_t flags, int32_t index,
+                           char *buffer, VeskErr *status);
+/* As NuStrword into `size` bytes: as much of the word as fits, NUL-ended.
+ * The result is the length of the whole word, whether it fitted or not. */
+VESK_API int32_t NuStrlword(const char *text, char *delimit, uint32_t flags, int32_t index,
+                            char *buffer, size_t size, VeskErr *status);
+/* As NuStrword into a new block stored in `*result` (release it with
+ * NuMfree); null there when there is no word or on failure. A null `result`
+ * is refused (258, "@output-word-ptr"). */
+VESK_API int32_t NuAStrword(const char *text, char *delimit, uint32_t flags, int32_t index,
+                            char **result, VeskErr *status);
+/* Word `index` with the default delimiters, in one static buffer of 1024
+ * bytes shared by every thread and overwritten by the next call: the buffer,
+ * or null after a report. Not re-entrant. */
+VESK_API char *NuStrword_nr(const char *text, int32_t index, VeskErr *status);
+/* The number of words of `text`, which is not changed; -1 after a report. */
+VESK_API int32_t NuStrwordc(const char *text, char *delimit, uint32_t flags, VeskErr *status);
+
+/* ------------------------------------------------------------------------ */
 /* Mutexes and conditions                                                    */
 /* ------------------------------------------------------------------------ */
 

@@ -18,20 +18,14 @@ struct Case {
     const char *in, *expected;
 };
 
-TEST(PathNormal, PosixNormalForms) {
-    const Case cases[] = {
-        {"", "."},          {".", "."},         {"./", "./"},      {"/", "/"},
-        {"///", "/"},       {"/.", "/"},        {"a//b", "a/b"},   {"a/./b", "a/b"},
-        {"a/./././b", "a/b"}, {"./a", "a"},     {"a/", "a/"},      {"a/.", "a/"},
-        {"a/b/./", "a/b/"}, {"a/..", "a/.."},   {"//a//b/", "/a/b/"}, {nullptr, "."},
-        {"././/./", "./"},  {"..//../.", "../../"}, {"a\\.\\b", "a\\.\\b"}, {".a/b.", ".a/b."},
+TEST(PathNormal, NormalForms) {
+    // What the comparison with std::filesystem below leaves out: "..", a
+    // leading "//", results that are "" or "." there, and "\\" as no separator.
+    const Case posix[] = {
+        {"", "."}, {".", "."}, {"./", "./"}, {"///", "/"}, {"a/..", "a/.."}, {"//a//b/", "/a/b/"},
+        {nullptr, "."}, {"././/./", "./"}, {"..//../.", "../../"}, {"a\\.\\b", "a\\.\\b"},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(call(NuPosixNormalisePath, c.in), c.expected) << (c.in ? c.in : "null");
-}
-
-TEST(PathNormal, WindowsNormalForms) {
-    const Case cases[] = {
+    const Case win[] = {
         {"c:/a/b", R"(C:\a\b)"}, {"c:", "C:"}, {"c:a", "C:a"}, {R"(c:a\)", "C:a"},
         {R"(c:a\.)", "C:a"}, {R"(c:\\\a)", R"(C:\a)"}, {"/a/", R"(\a\)"}, {"a/b", R"(a\b)"},
         {R"(\\?\c:)", R"(\\?\c:)"}, {R"(\\?\c:a)", R"(\\?\c:\a)"},
@@ -40,7 +34,9 @@ TEST(PathNormal, WindowsNormalForms) {
         {R"(a\c:\y)", R"(a\c:\y)"}, {R"(\\?\.\C:x)", R"(\\?\.\C:x)"},
         {R"(\\?\./unc/x)", R"(\\?\.\unc\x)"}, {R"(\\?\.\UNCx)", R"(\\?\UNCx)"},
     };
-    for (const auto &c : cases)
+    for (const auto &c : posix)
+        EXPECT_EQ(call(NuPosixNormalisePath, c.in), c.expected) << (c.in ? c.in : "null");
+    for (const auto &c : win)
         EXPECT_EQ(call(NuWinNormalisePath, c.in), c.expected) << c.in;
 }
 
@@ -63,29 +59,23 @@ struct RelativeCase {
     const char *root, *path, *expected;
 };
 
-TEST(PathNormal, PosixRelativePaths) {
-    const RelativeCase cases[] = {
-        {"/a/b", "/a/b/c/d", "c/d"}, {"/a/b", "/a/b", "."},     {"/a/b", "/x/y", "/x/y"},
-        {"/", "/a", "a"},            {"a", "a/b", "b"},         {"a/b", "a", "a"},
-        {"/a/b", "a/b", "a/b"},      {"//a", "/a/b", "/a/b"},   {"/a/b/", "/a/b/c/", "c/"},
-        {"a", "", ""},               {"a/./b", "a/b/c", "a/b/c"}, {"a//b", "a/b///c//d", "c//d"},
-        {"a/b", "a/bc", "a/bc"},     {"a/.", "a/./x", "x"},     {"/", "///a", "///a"},
+TEST(PathNormal, RelativePaths) {
+    // Paths under their root are held to std::filesystem below; these are the rest.
+    const RelativeCase posix[] = {
+        {"/a/b", "/x/y", "/x/y"}, {"a/b", "a", "a"},   {"/a/b", "a/b", "a/b"},     {"//a", "/a/b", "/a/b"},
+        {"a", "", ""},            {"a/./b", "a/b/c", "a/b/c"}, {"a//b", "a/b///c//d", "c//d"},
+        {"a/b", "a/bc", "a/bc"},  {"a/.", "a/./x", "x"}, {"/", "///a", "///a"},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(call(NuPosixMakeRelativePath, c.root, c.path), c.expected)
-            << c.root << " -> " << c.path;
-}
-
-TEST(PathNormal, WindowsRelativePaths) {
-    const RelativeCase cases[] = {
+    const RelativeCase win[] = {
         {R"(C:\a)", "c:/a/b", "b"},      {R"(C:\a)", R"(D:\a\b)", R"(D:\a\b)"},
         {R"(\a)", R"(\a\b)", "b"},       {"C:", "C:x", "x"},
         {R"(C:\A\B)", R"(c:\a\b\C)", "C"}, {R"(\a)", R"(C:\a\b)", R"(C:\a\b)"},
         {R"(\\srv\s)", "//SRV/s/t", "t"},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(call(NuWinMakeRelativePath, c.root, c.path), c.expected)
-            << c.root << " -> " << c.path;
+    for (const auto &c : posix)
+        EXPECT_EQ(call(NuPosixMakeRelativePath, c.root, c.path), c.expected) << c.root << " -> " << c.path;
+    for (const auto &c : win)
+        EXPECT_EQ(call(NuWinMakeRelativePath, c.root, c.path), c.expected) << c.root << " -> " << c.path;
 }
 
 TEST(PathNormal, OutputMayBeItsOwnInput) {
@@ -173,14 +163,13 @@ TEST(PathNormal, NormalFormsAreFixedPoints) {
     vesk_test::Out once, twice;
     for (int i = 0; i < 20000; ++i) {
         const std::string p = random_path(rng, names, 9, "\\/");
-        NuWinNormalisePath(&once.s, p.c_str());
-        NuWinNormalisePath(&twice.s, once.s);
-        ASSERT_EQ(twice.text(), once.text()) << p;
-        ASSERT_EQ(NuWinEqualFilePath(p.c_str(), once.s), 1) << p;
-        NuPosixNormalisePath(&once.s, p.c_str());
-        NuPosixNormalisePath(&twice.s, once.s);
-        ASSERT_EQ(twice.text(), once.text()) << p;
-        ASSERT_EQ(NuPosixEqualFilePath(p.c_str(), once.s), 1) << p;
+        for (const auto &[normalise, equal] : {std::pair{&NuWinNormalisePath, &NuWinEqualFilePath},
+                                               std::pair{&NuPosixNormalisePath, &NuPosixEqualFilePath}}) {
+            normalise(&once.s, p.c_str());
+            normalise(&twice.s, once.s);
+            ASSERT_EQ(twice.text(), once.text()) << p;
+            ASSERT_EQ(equal(p.c_str(), once.s), 1) << p;
+        }
     }
 }
 

@@ -239,7 +239,8 @@ const vesk_test::HoldsCase kCases[] = {
          VeskErr err{};
          char text[] = "a", delimit[] = " ";
          return NuStrtok(text, delimit, 0, nullptr, &err) == -1 &&
-                err.status == VESK_STATUS(VESK_FAC_TOKEN, VESK_E_FAULT) &&
+                err.status == VESK_STATUS(VESK_FAC_TOKEN, VESK_E_FAULT) && err.syserr == EFAULT &&
+                err.variant == 2 &&
                 NuWcstok(nullptr, nullptr, 0, nullptr, nullptr) == -1;
      }},
     {"tokens: an empty state and no text",

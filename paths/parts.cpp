@@ -243,4 +243,4 @@ VESK_API int32_t NuPosixIsExtSep(int c) { return flag(c == '.'); }
 }  // extern "C"
 
 // One operation under two names.
-extern "C" VESK_API int32_t NuWinIsExtSep(int c) __attribute__((alias("NuPosixIsExtSep")));
+extern "C" VESK_API int32_t NuWinIsExtSep(int c) __attribute__((alias("NuPosixIsExtSep"), nothrow));

@@ -44,14 +44,20 @@ std::u16string widen(const std::string &s) { return {s.begin(), s.end()}; }
 
 const Case kCases[] = {
     // The C language.
-    {kC, "r", NU_O_RDONLY, 0644}, {kC, "w", NU_O_WRONLY | NU_O_CREAT | NU_O_TRUNC, 0644},
-    {kC, "w+", 0x302, 0644}, {kC, "a+b", 0x810A, 0644}, {kC, "libc: rt", NU_O_TEXT, 0644},
-    {kC, "r, c\tx", 0, 0644}, {kC, "+", 0, 0, "@mode"}, {kC, "rw", 0, 0, "@mode"},
+    {kC, "r", NU_O_RDONLY, 0644},
+    {kC, "w", NU_O_WRONLY | NU_O_CREAT | NU_O_TRUNC, 0644},
+    {kC, "w+", 0x302, 0644},
+    {kC, "a+b", 0x810A, 0644},
+    {kC, "libc: rt", NU_O_TEXT, 0644},
+    {kC, "r, c\tx", 0, 0644},
+    {kC, "+", 0, 0, "@mode"},
+    {kC, "rw", 0, 0, "@mode"},
     {kC, "Libc:r", 0, 0, "@mode"},  // case counts: the "b" of it comes first
     // The unix language.
     {kUnix, "unix:rwc, 0644", NU_O_RDWR | NU_O_CREAT, 0644},
     {kUnix, "wc,u=rw g=r o=r", NU_O_WRONLY | NU_O_CREAT, 0644},
-    {kUnix, "cx", NU_O_CREAT | NU_O_EXCL, 0}, {kUnix, "unix:r b\tt", 0, 0},
+    {kUnix, "cx", NU_O_CREAT | NU_O_EXCL, 0},
+    {kUnix, "unix:r b\tt", 0, 0},
     {kUnix, "rwazcxlLnd",
      NU_O_RDWR | NU_O_APPEND | NU_O_TRUNC | NU_O_CREAT | NU_O_EXCL | NU_O_SHLOCK | NU_O_EXLOCK |
          NU_O_CARRIED | NU_O_NOINHERIT,
@@ -60,12 +66,17 @@ const Case kCases[] = {
     {kUnix, "c,0777777777777777777777777644", NU_O_CREAT, 07644},  // kept to 12 bits
     {kUnix, "c,u=rwxrwx ", NU_O_CREAT, 0700},
     {kUnix, "r,u=rw", 0, 0600},  // kept without "c"; only the writer leaves it out
-    {kUnix, "q", 0, 0, "@flags"}, {kUnix, "unix:unix:r", 0, 0, "@flags"},
-    {kUnix, "r,644", 0, 0, "@perm"}, {kUnix, "r,u=rw u=r", 0, 0, "@perm"},
-    {kUnix, "r,u=rw  g=r", 0, 0, "@perm"}, {kUnix, "r,u=rw,g=r", 0, 0, "@perm"},
+    {kUnix, "q", 0, 0, "@flags"},
+    {kUnix, "unix:unix:r", 0, 0, "@flags"},
+    {kUnix, "r,644", 0, 0, "@perm"},
+    {kUnix, "r,u=rw u=r", 0, 0, "@perm"},
+    {kUnix, "r,u=rw  g=r", 0, 0, "@perm"},
+    {kUnix, "r,u=rw,g=r", 0, 0, "@perm"},
     // Either language by its prefix.
-    {kEither, "unix:rwc, 0644", NU_O_RDWR | NU_O_CREAT, 0644}, {kEither, "unix", 0, 0644},
-    {kEither, "unix:q", 0, 0, "@flags", &kUnix}, {kEither, "Unix:rw", 0, 0, "@mode", &kC},
+    {kEither, "unix:rwc, 0644", NU_O_RDWR | NU_O_CREAT, 0644},
+    {kEither, "unix", 0, 0644},
+    {kEither, "unix:q", 0, 0, "@flags", &kUnix},
+    {kEither, "Unix:rw", 0, 0, "@mode", &kC},
 };
 
 template <class Text, class Fn>

@@ -96,8 +96,10 @@ struct Case {
 
 const std::vector<Case> kCases = {
     // plain delimiters
-    {"a b  c", " ", 0, {{"a", W}, {"b", W}, {"c", W}}}, {"  ", " ", 0, {}},
-    {" a ", " ", 0, {{"a", W}}}, {"a b c", "", 0, {{"a b c", W}}},
+    {"a b  c", " ", 0, {{"a", W}, {"b", W}, {"c", W}}},
+    {"  ", " ", 0, {}},
+    {" a ", " ", 0, {{"a", W}}},
+    {"a b c", "", 0, {{"a b c", W}}},
     {"q[x] z", "[x]abc", 0, {{"q", W}, {" z", W}}},  // not a group: six delimiters
     // singles and word sets
     {"x+y", "[!+] ", 0, {{"x", W}, {"+", '+'}, {"y", W}}, 0, 0, "", "x+y"},
@@ -109,7 +111,8 @@ const std::vector<Case> kCases = {
     // atoms
     {"f(a(b)c) d", "[@(*)] ", 0, {{"f", W}, {"(a(b)c)", -1}, {"d", W}}, 0, 0, "", "f(a(b)c) d"},
     {"a<<b>>c d", "[@<<*>>] ", 0, {{"a", W}, {"<<b>>", -1}, {"c", W}, {"d", W}}},
-    {"x::y", "[@::] ", 0, {{"x", W}, {"::", -1}, {"y", W}}}, {"a-b", "[@-] ", 0, {{"a-b", W}}},
+    {"x::y", "[@::] ", 0, {{"x", W}, {"::", -1}, {"y", W}}},
+    {"a-b", "[@-] ", 0, {{"a-b", W}}},
     {"a /*c*/ b", "[@/\\**\\*/] ", 0, {{"a", W}, {"/*c*/", -1}, {"b", W}}},
     {"a::b->c", "[@::||->]", 0, {{"a", W}, {"::", -1}, {"b", W}, {"->", -2}, {"c", W}}},
     {"a:::b", "[@::||:::]", 0, {{"a", W}, {"::", -1}, {":b", W}}},  // first entry, not longest
@@ -134,7 +137,8 @@ const std::vector<Case> kCases = {
     {"'a\\'b' c", " ", NU_TOK_SQUOTE | NU_TOK_UNESC, {{"'a'b'", SQ}, {"c", W}}},
     {"'a\\'b' c", " ", NU_TOK_SQUOTE | NU_TOK_UNESC | NU_TOK_NOATOMESC, {{"'a\\'", SQ}}, -1,
      VESK_E_SYNTAX_UNMATCHED, "' c: <# atom-expression #> syntax error: unmatched character '''."},
-    {"ab\\", " ", NU_TOK_UNESC, {{"ab", W}}}, {"ab\\", " ", 0, {{"ab\\", W}}},
+    {"ab\\", " ", NU_TOK_UNESC, {{"ab", W}}},
+    {"ab\\", " ", 0, {{"ab\\", W}}},
     {"a\\\\\\", " ", 0, {{"a\\\\\\", W}}},  // the text ends inside the pairs
     {"x(a)b", "[@(*)]", NU_TOK_UNESC, {{"x", W}, {"(a)", -1}, {"b", W}}},
     // the cut flags

@@ -40,15 +40,19 @@ struct SplitCase {
 
 TEST(Split, IntoTheCallersVector) {
     const SplitCase cases[] = {
-        {"a b  c", nullptr, 0, 8, 3, {"a", "b", "c"}}, {"a b c d", nullptr, 0, 2, 2, {"a", "b"}},
-        {" \t\r\n", nullptr, 0, 4, 0, {}}, {"x+y z", "[!+] ", 0, 8, 4, {"x", "+", "y", "z"}},
+        {"a b  c", nullptr, 0, 8, 3, {"a", "b", "c"}},
+        {"a b c d", nullptr, 0, 2, 2, {"a", "b"}},
+        {" \t\r\n", nullptr, 0, 4, 0, {}},
+        {"x+y z", "[!+] ", 0, 8, 4, {"x", "+", "y", "z"}},
         {"a 'b c' \"d e\"", nullptr, 0, 8, 3, {"a", "'b c'", "\"d e\""}},
         {"a 'b c'", nullptr, NU_TOK_NOQUOTE, 8, 3, {"a", "'b", "c'"}},
         {"a\\ b c", nullptr, NU_TOK_UNESC, 8, 2, {"a b", "c"}},
         // The unmatched quote: -255 minus the number stored.
-        {"a 'b", nullptr, 0, 4, -256, {"a"}}, {"a b 'c", nullptr, 0, 8, -257, {"a", "b"}},
+        {"a 'b", nullptr, 0, 4, -256, {"a"}},
+        {"a b 'c", nullptr, 0, 8, -257, {"a", "b"}},
         // The call behind the last token that fits is made, and its error seen.
-        {"a 'b", nullptr, 0, 1, -256, {"a"}}, {"'a", nullptr, 0, 4, -1, {}},
+        {"a 'b", nullptr, 0, 1, -256, {"a"}},
+        {"'a", nullptr, 0, 4, -1, {}},
     };
     for (const SplitCase &c : cases) {
         SCOPED_TRACE(c.text);
@@ -180,16 +184,25 @@ struct WordCase {
 
 TEST(Words, ByIndexFromEitherEnd) {
     const WordCase cases[] = {
-        {"a b c", 0, 0, 1, "a"}, {"a b c", 0, 1, 1, "b"}, {"a b c", 0, 3, 0, ""},
-        {"a b c", 0, -1, 1, "c"}, {"a b c", 0, -3, 1, "a"}, {"a b c", 0, -4, 0, ""},
-        {"a b c", 0, INT32_MIN, 0, ""}, {"a b c", 0, INT32_MAX, 0, ""}, {"", 0, 0, 0, ""},
-        {nullptr, 0, -1, 0, ""}, {"x 'b c' d", 0, 1, 5, "'b c'"},
-        {"x 'b c' d", NU_TOK_NOQUOTE, 1, 2, "'b"}, {"one two\tthree\nfour", 0, -2, 5, "three"},
+        {"a b c", 0, 0, 1, "a"},
+        {"a b c", 0, 1, 1, "b"},
+        {"a b c", 0, 3, 0, ""},
+        {"a b c", 0, -1, 1, "c"},
+        {"a b c", 0, -3, 1, "a"},
+        {"a b c", 0, -4, 0, ""},
+        {"a b c", 0, INT32_MIN, 0, ""},
+        {"a b c", 0, INT32_MAX, 0, ""},
+        {"", 0, 0, 0, ""},
+        {nullptr, 0, -1, 0, ""},
+        {"x 'b c' d", 0, 1, 5, "'b c'"},
+        {"x 'b c' d", NU_TOK_NOQUOTE, 1, 2, "'b"},
+        {"one two\tthree\nfour", 0, -2, 5, "three"},
         // The word functions never cut, so there is nothing to unescape.
         {"a\\ b c", NU_TOK_UNESC, 0, 4, "a\\ b"},
         // From the front the scan stops before the open quote; from the back
         // it reaches it.
-        {"a 'b", 0, 0, 1, "a"}, {"a 'b", 0, -1, -1, ""},
+        {"a 'b", 0, 0, 1, "a"},
+        {"a 'b", 0, -1, -1, ""},
     };
     for (const WordCase &c : cases) {
         SCOPED_TRACE(std::string(c.text ? c.text : "(null)") + " @ " + std::to_string(c.index));

@@ -1079,7 +1079,8 @@ VESK_API NuZmalloc *_VeskPoolOpen(VeskClass *cls, uintptr_t granularity, VeskErr
  * system to pass around. The ten standard attributes have fixed places, in
  * the order "Ident", "Facility", "Time", "Host", "Sender", "PID", "UID",
  * "GID", "Level", "Message"; their keys point into a static table and a
- * value is null while unset, the one shared empty string, or a private copy.
+ * value is null while unset, the one shared empty string, or a private copy
+ * (a strdup block, released with free).
  * Other attributes live in `dic`, in the order of their adding. Only `retain`
  * is atomic: a message that several threads hold is read-only. */
 typedef struct VeskLogmsg {

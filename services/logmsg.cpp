@@ -5,10 +5,11 @@
 //
 // A standard value is null (unset), the one shared empty string, or a
 // private copy; only a copy is ever released, so an empty value costs no
-// allocation. Copies go through the allocator table like every block of the
-// library.
+// allocation. The copies are the C library's strdup blocks, released with
+// free, beside the table's blocks of the message and its dictionary.
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "memory/lstrdic.hpp"
@@ -41,16 +42,12 @@ const char *own_copy(const char *value) {
         return nullptr;
     if (value[0] == '\0')
         return kEmpty;
-    const size_t size = std::strlen(value) + 1;
-    auto *copy = static_cast<char *>(NuMalloc(size));
-    if (copy != nullptr)
-        std::memcpy(copy, value, size);
-    return copy;
+    return strdup(value);
 }
 
 void release_value(const char *value) {
     if (value != nullptr && value != kEmpty)
-        NuMfree(const_cast<char *>(value));
+        std::free(const_cast<char *>(value));
 }
 
 // Puts `value` (null meaning "") in place `i`, releasing what was there; the

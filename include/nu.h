@@ -525,6 +525,82 @@ VESK_API intptr_t _NuZmPtrRetainValue(const void *object);
 VESK_API intptr_t _NuZmPtrRelease(void *object);
 
 /* ------------------------------------------------------------------------ */
+/* String dictionary                                                         */
+/* ------------------------------------------------------------------------ */
+
+/* One entry, and the shape of a key/value pair given to the adding calls.
+ * In a dictionary both strings lie in one heap block that starts at `key`;
+ * `value` is null for an entry without value. */
+typedef struct NuLstrdicEntry {
+    const char *key;   /* never null in a dictionary */
+    const char *value; /* or null */
+} NuLstrdicEntry;
+
+/* A small dictionary from strings to strings, in insertion order, searched
+ * linearly: meant for a handful of entries. The caller owns the record; all
+ * zeros is a valid empty dictionary. No lock: its users serialise. Strings
+ * compare byte by byte as unsigned values, as strcmp does. */
+typedef struct NuLstrdic {
+    size_t capacity;         /* entries for which `entries` has room */
+    size_t count;            /* entries in use */
+    NuLstrdicEntry *entries; /* the entries in their order, or null */
+} NuLstrdic;
+
+/* The Init forms write `dic` as new, without releasing what it held.
+ * NuLstrdic_Init_n: empty, with room for `n` entries; 0, or -1 after a
+ * report of 32773 variant 2 "@dic.storage" with `dic` left empty. */
+VESK_API int64_t NuLstrdic_Init_n(NuLstrdic *dic, size_t n, VeskErr *status);
+/* Copies of the `n` pairs of `pairs`, in their order, duplicates kept; a
+ * null key among them is refused (258) before anything is made. With n 0,
+ * an empty record without array. When memory runs out, -1 after the report
+ * of NuLstrdic_Init_n, and `dic` keeps the copies made so far: end it with
+ * NuLstrdic_Destroy. */
+VESK_API int64_t NuLstrdic_Init_nx(NuLstrdic *dic, const NuLstrdicEntry *pairs, size_t n,
+                                   VeskErr *status);
+/* As NuLstrdic_Init_nx with the entries of `source`; the array has room
+ * for exactly source's count. A source that is `dic` itself is refused (259). */
+VESK_API int64_t NuLstrdic_Init_cp(NuLstrdic *dic, const NuLstrdic *source, VeskErr *status);
+
+/* Adding: a copy of the pair goes to the end; the array grows by one entry
+ * when full. NuLstrdic_Add refuses a key that exists (49201 variant 1, the
+ * key); the ForceAdd forms add without looking. 0, or -1 with the dictionary
+ * unchanged; no memory reports 32773 variant 1 "@dic.add" or "@dic.forceadd".
+ * A null dictionary, pair or key is refused with 258. */
+VESK_API int64_t NuLstrdic_Add(NuLstrdic *dic, const NuLstrdicEntry *pair, VeskErr *status);
+VESK_API int64_t NuLstrdic_Add2(NuLstrdic *dic, const char *key, const char *value,
+                                VeskErr *status);
+VESK_API int64_t NuLstrdic_ForceAdd(NuLstrdic *dic, const NuLstrdicEntry *pair, VeskErr *status);
+VESK_API int64_t NuLstrdic_ForceAdd2(NuLstrdic *dic, const char *key, const char *value,
+                                     VeskErr *status);
+/* Takes out the first entry with the pair's key, if there is one, and adds
+ * the pair at the end: a replaced entry moves last, an unknown key is simply
+ * added. 0, or -1 after 32773 variant 1 "@dic.replace", in which case the
+ * old entry is gone all the same. The key and value may point into the
+ * entry being replaced. */
+VESK_API int64_t NuLstrdic_Replace(NuLstrdic *dic, const NuLstrdicEntry *pair, VeskErr *status);
+VESK_API int64_t NuLstrdic_Replace2(NuLstrdic *dic, const char *key, const char *value,
+                                    VeskErr *status);
+/* Takes out the first entry with `key`, keeping the order of the rest and
+ * the size of the array; 0, or -1 after 49170 variant 2 (the key). */
+VESK_API int64_t NuLstrdic_Delete(NuLstrdic *dic, const char *key, VeskErr *status);
+
+/* Searches: the first matching entry inside the array, valid until the next
+ * change, or null after 49170 variant 2 (the key, or the value for
+ * Findbyval). Entries without value never match a value. */
+VESK_API NuLstrdicEntry *NuLstrdic_Findbykey(const NuLstrdic *dic, const char *key,
+                                             VeskErr *status);
+VESK_API NuLstrdicEntry *NuLstrdic_Findbyval(const NuLstrdic *dic, const char *value,
+                                             VeskErr *status);
+VESK_API NuLstrdicEntry *NuLstrdic_Findbykeyval(const NuLstrdic *dic, const char *key,
+                                                const char *value, VeskErr *status);
+
+/* NuLstrdic_Clear releases every entry and keeps the array for reuse;
+ * NuLstrdic_Destroy releases the array too and sets the record to zeros.
+ * 0, or -1 for a null record. */
+VESK_API int64_t NuLstrdic_Clear(NuLstrdic *dic);
+VESK_API int64_t NuLstrdic_Destroy(NuLstrdic *dic);
+
+/* ------------------------------------------------------------------------ */
 /* Time and sleeping                                                         */
 /* ------------------------------------------------------------------------ */
 

@@ -1057,6 +1057,97 @@ VESK_API NuZmalloc *VeskPoolOpen_ooi(const VeskOid *key, uintptr_t granularity, 
 VESK_API NuZmalloc *_VeskPoolOpen(VeskClass *cls, uintptr_t granularity, VeskErr *status);
 
 /* ------------------------------------------------------------------------ */
+/* Log messages                                                              */
+/* ------------------------------------------------------------------------ */
+
+/* The masks by which VeskLogStdattrname knows the ten standard attributes;
+ * 4 and 8 are free. */
+#define VESK_LOGATTR_IDENT    0x0001u
+#define VESK_LOGATTR_FACILITY 0x0002u
+#define VESK_LOGATTR_TIME     0x0010u
+#define VESK_LOGATTR_HOST     0x0020u
+#define VESK_LOGATTR_SENDER   0x0040u
+#define VESK_LOGATTR_PID      0x0080u
+#define VESK_LOGATTR_UID      0x0100u
+#define VESK_LOGATTR_GID      0x0200u
+#define VESK_LOGATTR_LEVEL    0x0400u
+#define VESK_LOGATTR_MESSAGE  0x0800u
+/* Number of standard attributes, at the head of every message. */
+#define VESK_LOGMSG_NSTD 10
+
+/* A log message: a reference-counted bag of string attributes for a logging
+ * system to pass around. The ten standard attributes have fixed places, in
+ * the order "Ident", "Facility", "Time", "Host", "Sender", "PID", "UID",
+ * "GID", "Level", "Message"; their keys point into a static table and a
+ * value is null while unset, the one shared empty string, or a private copy
+ * (a strdup block, released with free).
+ * Other attributes live in `dic`, in the order of their adding. Only `retain`
+ * is atomic: a message that several threads hold is read-only. */
+typedef struct VeskLogmsg {
+    int32_t retain;                     /* reference count, changed atomically */
+    NuLstrdicEntry std[VESK_LOGMSG_NSTD]; /* the standard attributes */
+    NuLstrdic dic;                      /* the others */
+} VeskLogmsg;
+
+/* The name of a syslog level, 0 "Emergency" to 7 "Debug"; "" outside. */
+VESK_API const char *VeskLogLevelname(int32_t level);
+/* The key of the standard attribute with this VESK_LOGATTR_ mask; "" for any
+ * other value. */
+VESK_API const char *VeskLogStdattrname(uint16_t mask);
+
+/* A new empty message with a count of 1, or null after the report of the
+ * failed allocation (32773, "_S_malloc.mm_alloc"). */
+VESK_API VeskLogmsg *VeskLogmsgOpen(VeskErr *err);
+/* A new message with a count of 1 and copies of all the attributes of
+ * `msg`, or null (nothing is left behind). */
+VESK_API VeskLogmsg *VeskLogmsgDup(const VeskLogmsg *msg, VeskErr *err);
+/* Writes `dst` as a copy of `src`, without releasing what `dst` held and
+ * without touching its count: give new zero-filled memory or a cleared
+ * message, whose dictionary array is reused. 0, or -1 when memory ran out,
+ * with `dst` cleared and nothing reported. A null message or `dst` equal to
+ * `src` is refused (258, 259). */
+VESK_API int64_t VeskLogmsgCopy(const VeskLogmsg *src, VeskLogmsg *dst, VeskErr *err);
+/* Adds 1 to the count and returns the new count; -1, with nothing changed,
+ * at the limit 0x7ffffffe or for a null message. */
+VESK_API int32_t VeskLogmsgRetain(VeskLogmsg *msg);
+/* Takes 1 from the count and returns the new count. At 0 the message is
+ * released with everything it holds; below 0 the result is -1 and nothing
+ * else happens. `reserved` is not used. */
+VESK_API int32_t VeskLogmsgRelease(VeskLogmsg *msg, uintptr_t reserved, VeskErr *err);
+/* VeskLogmsgRelease of a message that may be null; always 0. */
+VESK_API int64_t VeskLogmsgClose(VeskLogmsg *msg, VeskErr *err);
+/* Unsets the standard attributes and releases the others; the dictionary
+ * keeps its room and the count stays. 0, or -1 for a null message. */
+VESK_API int64_t VeskLogmsgClear(VeskLogmsg *msg);
+
+/* The attribute calls compare `key` byte by byte with the ten standard keys
+ * first ("Level" is standard, "level" is not), then go to the dictionary,
+ * whose reports (facility 0) they pass on. A null value counts as "".
+ * VeskLogmsgAdd refuses a standard key that is set (1190, 49201, variant 1,
+ * the key) and a dictionary key that exists; VeskLogmsgReplace sets or
+ * replaces; VeskLogmsgRemove unsets a standard attribute (set or not, 0) or
+ * deletes a dictionary one (reported when missing). 0 or negative. A copy of
+ * a standard value that can't be made leaves the value unset, with 0. */
+VESK_API int64_t VeskLogmsgAdd(VeskLogmsg *msg, const char *key, const char *value, VeskErr *err);
+VESK_API int64_t VeskLogmsgReplace(VeskLogmsg *msg, const char *key, const char *value,
+                                   VeskErr *err);
+VESK_API int64_t VeskLogmsgRemove(VeskLogmsg *msg, const char *key, VeskErr *err);
+/* The value of `key`: null for an unset standard attribute, and null after
+ * the dictionary's report (49170) for a key that is nowhere. */
+VESK_API const char *VeskLogmsgValue(const VeskLogmsg *msg, const char *key, VeskErr *err);
+
+/* The attributes as one list: 0 to 9 the standard ones, set or not, then the
+ * dictionary's entries. VeskLogmsgCount is 10 plus the dictionary's entries
+ * (-1 for a null message). VeskLogmsgGet stores the key and value of entry
+ * `index` where asked (an unset standard one has a null value); 0 or -1.
+ * VeskLogmsgKey gives its key, or null. An index outside the list reports
+ * 1190, 259, variant 3, "msglog", "get" or "key", "@index". */
+VESK_API int32_t VeskLogmsgCount(const VeskLogmsg *msg);
+VESK_API int64_t VeskLogmsgGet(const VeskLogmsg *msg, int32_t index, const char **key,
+                               const char **value, VeskErr *err);
+VESK_API const char *VeskLogmsgKey(const VeskLogmsg *msg, int32_t index, VeskErr *err);
+
+/* ------------------------------------------------------------------------ */
 /* Notifiers and listeners                                                   */
 /* ------------------------------------------------------------------------ */
 

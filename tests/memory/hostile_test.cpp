@@ -206,4 +206,88 @@ TEST(Hostile, MemoryRefusesWhatNoMemoryCanHoldAndWhatIsNotThere) {
     vesk_test::run_cases(cases);
 }
 
+Expected dic_null(const char *function, const char *param) {
+    return {VESK_FAC_NONE, VESK_E_FAULT, EFAULT, 2, std::string(function) + "(" + param + ")" + kFault};
+}
+
+// Dictionaries: null records, keys and pairs, records whose fields disagree,
+// counts no memory can hold.
+TEST(Hostile, DictionariesRefuseNullsBadRecordsAndImpossibleCounts) {
+    static NuLstrdic dic;  // set up in the child by the call that needs it
+    static const NuLstrdicEntry no_key = {nullptr, "v"};
+    static const NuLstrdicEntry two[] = {{"a", "1"}, {"b", "2"}};
+    const Expected storage = {VESK_FAC_NONE, VESK_E_NOMEM, 0, 2,
+                              "@dic.storage: fail to create an object: can not perform local memory allocation."};
+    auto lying = [] {  // more entries in use than room, and no array
+        dic = {1, 5, nullptr};
+        return &dic;
+    };
+    const Expected bad_dic = {VESK_FAC_NONE, VESK_E_INVAL, EINVAL, 2, "NuLstrdic_Add2(@dic): invalid argument."};
+    const std::vector<HostileCase> cases = {
+        {"add to null", [](VeskErr *e) { return NuLstrdic_Add2(nullptr, "k", "v", e); }, -1,
+         dic_null("NuLstrdic_Add2", "@dic")},
+        {"add a null pair", [](VeskErr *e) { return NuLstrdic_Add(&dic, nullptr, e); }, -1,
+         dic_null("NuLstrdic_Add", "@pair")},
+        {"force-add a pair without key", [](VeskErr *e) { return NuLstrdic_ForceAdd(&dic, &no_key, e); }, -1,
+         dic_null("NuLstrdic_ForceAdd", "@key")},
+        {"replace with a null key", [](VeskErr *e) { return NuLstrdic_Replace2(&dic, nullptr, "v", e); }, -1,
+         dic_null("NuLstrdic_Replace2", "@key")},
+        {"delete from null", [](VeskErr *e) { return NuLstrdic_Delete(nullptr, "k", e); }, -1,
+         dic_null("NuLstrdic_Delete", "@dic")},
+        {"find a null key", [](VeskErr *e) { return address(NuLstrdic_Findbykey(&dic, nullptr, e)); }, 0,
+         dic_null("NuLstrdic_Findbykey", "@key")},
+        {"find a null value", [](VeskErr *e) { return address(NuLstrdic_Findbyval(&dic, nullptr, e)); }, 0,
+         dic_null("NuLstrdic_Findbyval", "@value")},
+        {"find a pair with a null value",
+         [](VeskErr *e) { return address(NuLstrdic_Findbykeyval(&dic, "k", nullptr, e)); }, 0,
+         dic_null("NuLstrdic_Findbykeyval", "@value")},
+        {"a record that claims entries it has no room for",
+         [&](VeskErr *e) { return NuLstrdic_Add2(lying(), "k", "v", e); }, -1, bad_dic},
+        {"clear and destroy a lying record", [&](VeskErr *) { return NuLstrdic_Clear(lying()) + NuLstrdic_Destroy(&dic); },
+         -2, kNoReport},
+        {"clear and destroy null", [](VeskErr *) { return NuLstrdic_Clear(nullptr) + NuLstrdic_Destroy(nullptr); }, -2,
+         kNoReport},
+        {"room for SIZE_MAX entries", [](VeskErr *e) { return NuLstrdic_Init_n(&dic, kHuge, e); }, -1, storage},
+        {"room for entries just beyond any block",
+         [](VeskErr *e) { return NuLstrdic_Init_n(&dic, kBeyondBlock / sizeof(NuLstrdicEntry) + 1, e); }, -1, storage},
+        {"copies of SIZE_MAX pairs from an array of two",
+         [](VeskErr *e) { return NuLstrdic_Init_nx(&dic, two, kHuge, e); }, -1, storage},
+        {"copies of pairs from null", [](VeskErr *e) { return NuLstrdic_Init_nx(&dic, nullptr, 3, e); }, -1,
+         dic_null("NuLstrdic_Init_nx", "@pairs")},
+        {"copies of a pair without key, nothing made",
+         [](VeskErr *e) {
+             const NuLstrdicEntry pairs[] = {{"a", "1"}, {nullptr, "2"}};
+             const int64_t r = NuLstrdic_Init_nx(&dic, pairs, 2, e);
+             return r == -1 && dic.count == 0 && dic.entries == nullptr ? r : 0;
+         },
+         -1, dic_null("NuLstrdic_Init_nx", "@pairs.key")},
+        {"a copy of itself",
+         [](VeskErr *e) {
+             NuLstrdic_Init_nx(&dic, two, 2, nullptr);
+             const int64_t r = NuLstrdic_Init_cp(&dic, &dic, e);
+             NuLstrdic_Destroy(&dic);
+             return r;
+         },
+         -1, {VESK_FAC_NONE, VESK_E_INVAL, EINVAL, 2, "NuLstrdic_Init_cp(@source): invalid argument."}},
+        {"three hundred long keys that differ only in their last two bytes",
+         [](VeskErr *e) {
+             NuLstrdic_Init_n(&dic, 0, nullptr);
+             std::string key(200, 'k');
+             for (int i = 0; i < 300; ++i) {
+                 key.back() = static_cast<char>(i % 255 + 1);
+                 key[key.size() - 2] = static_cast<char>(i / 255 + 1);
+                 if (NuLstrdic_Add2(&dic, key.c_str(), "\xff\xfe", e) != 0)
+                     return int64_t{-1};
+             }
+             key.back() = '\x01', key[key.size() - 2] = '\x01';
+             const int64_t r = NuLstrdic_Add2(&dic, key.c_str(), "", e);
+             NuLstrdic_Destroy(&dic);
+             return r;
+         },
+         -1, {VESK_FAC_NONE, VESK_E_ENTRYEXISTS, 0, 1,
+              std::string(198, 'k') + "\x01\x01: such entry already exists."}},
+    };
+    vesk_test::run_cases(cases);
+}
+
 }  // namespace

@@ -249,4 +249,55 @@ TEST(Hostile, CharsetsReportNullAndBadRecordsAndIllegalText) {
     vesk_test::run_cases(cases);
 }
 
+Expected msglog_null(const char *verb, const char *param) {
+    return {VESK_FAC_LOGMSG, VESK_E_FAULT, EFAULT, 3, std::string("msglog:") + verb + "(" + param + ")" + kFault};
+}
+
+// Log messages: null messages, keys and destinations, indexes at the ends
+// of their range.
+TEST(Hostile, LogMessagesRefuseNullsAndIndexesOutsideTheList) {
+    static VeskLogmsg held;  // zeros: a valid empty dictionary, an unset message
+    const Expected outside = {VESK_FAC_LOGMSG, VESK_E_INVAL, 0, 3, "msglog:get(@index): invalid argument."};
+    const std::vector<HostileCase> cases = {
+        {"add to null", [](VeskErr *e) { return VeskLogmsgAdd(nullptr, "k", "v", e); }, -1, msglog_null("add", "@message")},
+        {"add a null key", [](VeskErr *e) { return VeskLogmsgAdd(&held, nullptr, "v", e); }, -1, msglog_null("add", "@key")},
+        {"replace a null key", [](VeskErr *e) { return VeskLogmsgReplace(&held, nullptr, "v", e); }, -1,
+         msglog_null("replace", "@key")},
+        {"remove from null", [](VeskErr *e) { return VeskLogmsgRemove(nullptr, "k", e); }, -1,
+         msglog_null("remove", "@message")},
+        {"value of a null key", [](VeskErr *e) { return address(VeskLogmsgValue(&held, nullptr, e)); }, 0,
+         msglog_null("value", "@key")},
+        {"dup of null", [](VeskErr *e) { return address(VeskLogmsgDup(nullptr, e)); }, 0, msglog_null("dup", "@message")},
+        {"copy to null", [](VeskErr *e) { return VeskLogmsgCopy(&held, nullptr, e); }, -1,
+         msglog_null("copy", "@destination")},
+        {"get from null", [](VeskErr *e) { return VeskLogmsgGet(nullptr, 0, nullptr, nullptr, e); }, -1,
+         msglog_null("get", "@message")},
+        {"get INT32_MAX", [](VeskErr *e) { return VeskLogmsgGet(&held, INT32_MAX, nullptr, nullptr, e); }, -1, outside},
+        {"get INT32_MIN", [](VeskErr *e) { return VeskLogmsgGet(&held, INT32_MIN, nullptr, nullptr, e); }, -1, outside},
+        {"count, clear, retain and release of null",
+         [](VeskErr *e) {
+             return VeskLogmsgCount(nullptr) + VeskLogmsgClear(nullptr) + VeskLogmsgRetain(nullptr) +
+                    VeskLogmsgRelease(nullptr, 0, e);
+         },
+         -4, kNoReport},
+        {"release of a count at its lowest",
+         [](VeskErr *e) {
+             held.retain = INT32_MIN;
+             return int64_t{VeskLogmsgRelease(&held, 0, e)} * 10 + (held.retain == INT32_MIN);
+         },
+         -9, kNoReport},
+        {"an empty key and a megabyte key are ordinary attributes",
+         [](VeskErr *e) {
+             VeskLogmsg *m = VeskLogmsgOpen(e);
+             const std::string big(1 << 20, 'M');
+             const int64_t r = VeskLogmsgAdd(m, "", nullptr, e) + VeskLogmsgAdd(m, big.c_str(), big.c_str(), e) +
+                               VeskLogmsgCount(m);
+             VeskLogmsgClose(m, e);
+             return r;
+         },
+         12, kNoReport},
+    };
+    vesk_test::run_cases(cases);
+}
+
 }  // namespace

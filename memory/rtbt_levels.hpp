@@ -13,8 +13,10 @@
 
 namespace vesk::rtbt {
 // Local to each file that includes it, as if written there: the entry points
-// of one file are then the only callers the compiler has to weigh when it
-// decides what to inline (it was measured to matter for the failure paths).
+// of one file are then the only callers the compiler weighs when it decides
+// what to inline, and the plain tree's entry points compile as they did when
+// these lines lived in rtbt.cpp (with external linkage they did not: the
+// failure paths and the caller-comparison paths came out differently).
 namespace {
 
 [[gnu::cold, gnu::noinline]] void report(VeskErr *status, Outcome outcome,

@@ -273,7 +273,7 @@ typedef struct NuRTBTNode {
 #define NU_RTBT_RTHREAD   0x0002u /* right is a thread to the successor (the head for the last node) */
 #define NU_RTBT_FIRST     0x0004u /* first node in order */
 #define NU_RTBT_LAST      0x0008u /* last node in order */
-#define NU_RTBT_SEQ       0x0010u /* reserved for the sequenced tree */
+#define NU_RTBT_SEQ       0x0010u /* the tail bit of the sequenced tree (NU_SRTBT_TAIL) */
 #define NU_RTBT_BALANCE   0x00E0u /* signed 3-bit balance factor, right height minus left */
 #define NU_RTBT_NEWROOT   0x000Eu /* flags of a new root: right thread, first and last */
 
@@ -400,6 +400,105 @@ VESK_API NuRTBTNode *_NuRTBTUnlinknode_b(NuRTBT *tree, const NuBtninfo *btninfo,
 VESK_API int64_t NuBTWalk(const NuRTBT *tree, void *argument, int order, NuBTWalkfn fn,
                           void *context, VeskErr *status);
 VESK_API void NuRTBTDump(const NuRTBT *tree, const NuBtninfo *btninfo, void *context);
+
+/* ------------------------------------------------------------------------ */
+/* Sequenced threaded tree: the same tree, its nodes also kept in the order  */
+/* in which they came                                                        */
+/* ------------------------------------------------------------------------ */
+
+/* A link of the insertion sequence. Nodes and heads hold their two sequence
+ * links as the fields `seq_next` and `seq_prev`, side by side in this shape,
+ * and a link always holds the address of such a pair (of its `seq_next`), not
+ * of the node: the node lies NU_SRTBT_LINK_OFFSET bytes before it, and the
+ * pair inside the head ends the sequence. */
+typedef struct NuSRTBTLink {
+    struct NuSRTBTLink *seq_next; /* the next pair of the sequence */
+    struct NuSRTBTLink *seq_prev; /* the pair before */
+} NuSRTBTLink;
+
+/* A node of a sequenced tree: the four fields of NuRTBTNode, where they stand
+ * there, so that a node is also an NuRTBTNode, followed by the two links of
+ * the insertion sequence. */
+typedef struct NuSRTBTNode {
+    struct NuRTBTNode *left;  /* as in NuRTBTNode */
+    struct NuRTBTNode *right; /* as in NuRTBTNode */
+    uint16_t flags;           /* NU_RTBT_* bits, and NU_SRTBT_TAIL */
+    uintptr_t data;           /* the element word */
+    NuSRTBTLink *seq_next;    /* the next node's links, or the head's at the end */
+    NuSRTBTLink *seq_prev;    /* the node before's links, or the head's at the start */
+} NuSRTBTNode;
+
+/* Flag of the node that came last: set in exactly one node of a non-empty tree. */
+#define NU_SRTBT_TAIL NU_RTBT_SEQ
+
+/* The distance from a node to its links, and the node whose links a link names. */
+#define NU_SRTBT_LINK_OFFSET offsetof(NuSRTBTNode, seq_next)
+#define NU_SRTBT_NODE_OF(link) \
+    ((NuSRTBTNode *)(void *)((char *)(link) - NU_SRTBT_LINK_OFFSET))
+
+/* The head of a sequenced tree. Its first three words stand where NuRTBT has
+ * them, so that NuRTBTFind, NuBTWalk and NuRTBTDump take a sequenced head
+ * cast to (const NuRTBT *) as it is. Like NuRTBT it cannot be moved with a
+ * plain copy (NuSRTBTInit_mv moves it): the last node's thread and both ends
+ * of the sequence point into it. */
+typedef struct NuSRTBT {
+    NuRTBTNode *root;     /* in the position of `left` */
+    void *self;           /* always the head's own address, in the position of `right` */
+    uintptr_t reserved;   /* 0 */
+    NuSRTBTNode *first;   /* first node in sorted order, or null */
+    NuSRTBTNode *last;    /* last node in sorted order, or null */
+    NuSRTBTLink *seq_next; /* the links of the node that came first; its own address when empty */
+    NuSRTBTLink *seq_prev; /* the links of the node that came last; its own address when empty */
+    uintptr_t count;      /* number of nodes */
+} NuSRTBT;
+
+/* A sequenced head. NuSRTBTCreate allocates an empty one (null after a
+ * report, facility 506); NuSRTBTInit makes `tree` an empty head where it
+ * stands: 0, or -1 for a null tree. */
+VESK_API NuSRTBT *NuSRTBTCreate(VeskErr *status);
+VESK_API int64_t NuSRTBTInit(NuSRTBT *tree);
+/* Fills the head `tree` with a copy of `source`: its elements, dup'ed by
+ * `btninfo`, inserted in the order in which they came into `source` into a
+ * balanced tree, duplicates allowed. 0 after a copy or for an empty or null
+ * source; -1 after a failure (reported), with what was copied released. */
+VESK_API int64_t NuSRTBTInit_cp(NuSRTBT *tree, const NuSRTBT *source, const NuBtninfo *btninfo,
+                                VeskErr *status);
+/* Moves the nodes of `source` to the head `tree`, both orders kept, and
+ * leaves `source` all zeros: 0, or -1 for a null head. */
+VESK_API int64_t NuSRTBTInit_mv(NuSRTBT *tree, NuSRTBT *source);
+/* NuSRTBTDestroy frees every node in the order in which they came,
+ * releasing each element through `btninfo` when it is given, and leaves the
+ * head all zeros. NuSRTBTFree does the same and then frees a head made by
+ * NuSRTBTCreate; a null tree is left alone. */
+VESK_API void NuSRTBTDestroy(NuSRTBT *tree, const NuBtninfo *btninfo);
+VESK_API void NuSRTBTFree(NuSRTBT *tree, const NuBtninfo *btninfo);
+
+/* As NuRTBTInsert and its kin, with the same arguments, results and reports
+ * (facility 506); each node that goes in also goes to the end of the
+ * sequence and takes the tail bit, and each node that comes out leaves it.
+ * A refused insertion leaves the tree and the sequence as they were. */
+VESK_API NuSRTBTNode *NuSRTBTInsert(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t userinfo,
+                                    int dups, VeskErr *status);
+VESK_API NuSRTBTNode *NuSRTBTInsert_b(NuSRTBT *tree, const NuBtninfo *btninfo,
+                                      uintptr_t userinfo, int dups, VeskErr *status);
+VESK_API int64_t NuSRTBTDelete(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                               VeskErr *status);
+VESK_API int64_t NuSRTBTDelete_b(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                                 VeskErr *status);
+VESK_API uintptr_t NuSRTBTRemove(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                                 VeskErr *status);
+VESK_API uintptr_t NuSRTBTRemove_b(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                                   VeskErr *status);
+/* Node level: the caller owns the node, with room for all six fields, and
+ * its element; `data` must be set. */
+VESK_API NuSRTBTNode *NuSRTBTInsnode(NuSRTBT *tree, const NuBtninfo *btninfo, NuSRTBTNode *node,
+                                     int dups, VeskErr *status);
+VESK_API NuSRTBTNode *NuSRTBTInsnode_b(NuSRTBT *tree, const NuBtninfo *btninfo,
+                                       NuSRTBTNode *node, int dups, VeskErr *status);
+VESK_API NuSRTBTNode *NuSRTBTRmnode(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                                    VeskErr *status);
+VESK_API NuSRTBTNode *NuSRTBTRmnode_b(NuSRTBT *tree, const NuBtninfo *btninfo,
+                                      uintptr_t request, VeskErr *status);
 
 /* ------------------------------------------------------------------------ */
 /* Memory                                                                    */

@@ -28,17 +28,21 @@ LkbInstance g_instance_memory;
 void *g_instance;
 constexpr const char *kShape = "instance -> class, 3rd of 4 SEs; key 3.1006 row 4";
 
-// The key as a front end builds it on its own stack: row 4 of 3.1006.
-inline VeskOid value_key() {
-    return VeskOid{2, LKB_OP_VALUE, {VESK_CAT_OPS, LKB_FAMILY_UCNTL, 0, 0, 0, 0}};
+constexpr const char *kShapeModule =
+    "instance -> class -> module, none of 4 SEs, 2nd of 2; key 3.1930 row 4";
+
+// The key as a front end builds it on its own stack: row 4 of 3.1006, or of
+// 3.1930, which only the module answers.
+inline VeskOid value_key(uint16_t family = LKB_FAMILY_UCNTL) {
+    return VeskOid{2, LKB_OP_VALUE, {VESK_CAT_OPS, family, 0, 0, 0, 0}};
 }
 
 using TrampValueFn = int64_t (*)(VeskFrame *, VeskErr *, int64_t);
 
 // The library's own way: the row's function through a pointer of its type.
-inline int64_t typed_call(void *object, VeskErr *err) {
+inline int64_t typed_call(void *object, VeskErr *err, uint16_t family = LKB_FAMILY_UCNTL) {
     VeskFrame *frame = __vesk_closure_tramp_att();
-    const VeskOid key = value_key();
+    const VeskOid key = value_key(family);
     frame->fn = VeskLookupoporstub(object, &key, &frame->cl)->fn;
     const int64_t result = reinterpret_cast<LkbValueFn>(frame->fn)(&frame->cl, err, -1);
     __vesk_closure_tramp_det();
@@ -63,7 +67,8 @@ bool reaches_the_row(benchmark::State &state) {
     const VeskOid key = value_key();
     const bool right = VeskLookupoporstub(g_instance, &key, &cl) ==
                            &lkb_ucntl_ops()->rows[LKB_OP_VALUE] &&
-                       typed_call(g_instance, &err) == 1 && tramp_call(g_instance, &err) == 1;
+                       typed_call(g_instance, &err) == 1 && tramp_call(g_instance, &err) == 1 &&
+                       typed_call(g_instance, &err, LKB_FAMILY_CENSUS) == 0;
     if (!right)
         state.SkipWithError("the front end does not reach the expected row");
     state.SetLabel(kShape);
@@ -78,6 +83,20 @@ void front_end_typed(benchmark::State &state) {
         void *object = g_instance;
         benchmark::DoNotOptimize(object);
         benchmark::DoNotOptimize(typed_call(object, &err));
+    }
+}
+
+// Three records up: the walk passes the instance and the class and ends at
+// the module, where a C++ call would still be one virtual call.
+void front_end_typed_to_module(benchmark::State &state) {
+    if (!reaches_the_row(state))
+        return;
+    state.SetLabel(kShapeModule);
+    VeskErr err{};
+    for (auto _ : state) {
+        void *object = g_instance;
+        benchmark::DoNotOptimize(object);
+        benchmark::DoNotOptimize(typed_call(object, &err, LKB_FAMILY_CENSUS));
     }
 }
 
@@ -133,6 +152,7 @@ using namespace vesk_bench;
 void register_all() {
     benchmark::RegisterBenchmark("front_end/typed_pointer", front_end_typed);
     benchmark::RegisterBenchmark("front_end/call_tramp", front_end_tramp);
+    benchmark::RegisterBenchmark("front_end/typed_pointer_to_module", front_end_typed_to_module);
     benchmark::RegisterBenchmark("part/frames_att_det", frames_only);
     benchmark::RegisterBenchmark("part/VeskLookupop", lookupop);
     benchmark::RegisterBenchmark("part/VeskLookupoporstub", lookupoporstub);

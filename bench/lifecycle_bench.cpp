@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <memory>
 
+#include "lifecycle_records.hpp"
 #include "vesk.h"
 
 #ifdef VESK_BENCH_WITH_GOBJECT
@@ -23,56 +24,9 @@
 
 namespace {
 
-struct Instance {
-    VeskInstance head;
-    int32_t count;
-    int64_t payload[4];
-};
-
-int64_t bench_on_link(VeskRecord *rec, VeskErr *status);
-
-struct BenchClass {
-    VeskClass cls;
-    VESK_SEBLOCK_T(2) block;
-} bench_class = {
-    VESK_CLASS_INIT("objects/Lcbench", "Lcbench", "Lcbench", VESK_OID2(4, 991), bench_on_link,
-                    sizeof(Instance)),
-    {VESK_SEBLOCK_HEAD(2),
-     {VESK_SE_IMPORT(VESK_OID3(3, 1006, 6), 1, offsetof(Instance, count)),
-      VESK_SE_IMPORT(VESK_OID3(3, 1003, 3), 0, 0)}},
-};
-
-int64_t bench_on_link(VeskRecord *rec, VeskErr *status) {
-    auto *c = reinterpret_cast<BenchClass *>(rec);
-    return _VeskSelistPushback_nlk(&c->cls.selist, VESK_SEBLOCK(&c->block), status);
-}
-
-VeskClass *bench_clsv[] = {&bench_class.cls};
-
-int64_t module_on_link(VeskRecord *rec, VeskErr *) {
-    auto *m = reinterpret_cast<VeskModule *>(rec);
-    m->clsv = bench_clsv;
-    m->clsc = 1;
-    return 0;
-}
-
-VeskModule bench_module = VESK_MODULE_INIT("modules/lcbench", "lcbench", "lcbench",
-                                           VESK_OID2(5, 991), module_on_link, "lcbench",
-                                           VESK_VERSION(1, 0, 0), __DATE__);
-
-// Linked once, the way a loader links a plug-in.
-VeskClass *bench_cls() {
-    static const bool linked = _VeskModDescribe(&bench_module, nullptr) >= 0 &&
-                               _VeskModRegister(&bench_module, nullptr) > 0 &&
-                               _VeskModPlug(&bench_module, nullptr) > 0;
-    return linked ? &bench_class.cls : nullptr;
-}
-
-void *new_instance() {
-    void *o = VeskAlloc(bench_cls(), 0, nullptr, 0, nullptr);
-    VeskInit(o, nullptr, 0, nullptr);
-    return o;
-}
+using lcbench::Instance;
+using lcbench::bench_cls;
+using lcbench::new_instance;
 
 void BM_VeskRetain_Release(benchmark::State &state) {
     void *o = new_instance();

@@ -12,6 +12,7 @@
 #ifndef NU_H
 #define NU_H
 
+#include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <pthread.h>
@@ -272,7 +273,7 @@ typedef struct NuRTBTNode {
 #define NU_RTBT_RTHREAD   0x0002u /* right is a thread to the successor (the head for the last node) */
 #define NU_RTBT_FIRST     0x0004u /* first node in order */
 #define NU_RTBT_LAST      0x0008u /* last node in order */
-#define NU_RTBT_SEQ       0x0010u /* reserved for the sequenced tree */
+#define NU_RTBT_SEQ       0x0010u /* the tail bit of the sequenced tree (NU_SRTBT_TAIL) */
 #define NU_RTBT_BALANCE   0x00E0u /* signed 3-bit balance factor, right height minus left */
 #define NU_RTBT_NEWROOT   0x000Eu /* flags of a new root: right thread, first and last */
 
@@ -399,6 +400,105 @@ VESK_API NuRTBTNode *_NuRTBTUnlinknode_b(NuRTBT *tree, const NuBtninfo *btninfo,
 VESK_API int64_t NuBTWalk(const NuRTBT *tree, void *argument, int order, NuBTWalkfn fn,
                           void *context, VeskErr *status);
 VESK_API void NuRTBTDump(const NuRTBT *tree, const NuBtninfo *btninfo, void *context);
+
+/* ------------------------------------------------------------------------ */
+/* Sequenced threaded tree: the same tree, its nodes also kept in the order  */
+/* in which they came                                                        */
+/* ------------------------------------------------------------------------ */
+
+/* A link of the insertion sequence. Nodes and heads hold their two sequence
+ * links as the fields `seq_next` and `seq_prev`, side by side in this shape,
+ * and a link always holds the address of such a pair (of its `seq_next`), not
+ * of the node: the node lies NU_SRTBT_LINK_OFFSET bytes before it, and the
+ * pair inside the head ends the sequence. */
+typedef struct NuSRTBTLink {
+    struct NuSRTBTLink *seq_next; /* the next pair of the sequence */
+    struct NuSRTBTLink *seq_prev; /* the pair before */
+} NuSRTBTLink;
+
+/* A node of a sequenced tree: the four fields of NuRTBTNode, where they stand
+ * there, so that a node is also an NuRTBTNode, followed by the two links of
+ * the insertion sequence. */
+typedef struct NuSRTBTNode {
+    struct NuRTBTNode *left;  /* as in NuRTBTNode */
+    struct NuRTBTNode *right; /* as in NuRTBTNode */
+    uint16_t flags;           /* NU_RTBT_* bits, and NU_SRTBT_TAIL */
+    uintptr_t data;           /* the element word */
+    NuSRTBTLink *seq_next;    /* the next node's links, or the head's at the end */
+    NuSRTBTLink *seq_prev;    /* the node before's links, or the head's at the start */
+} NuSRTBTNode;
+
+/* Flag of the node that came last: set in exactly one node of a non-empty tree. */
+#define NU_SRTBT_TAIL NU_RTBT_SEQ
+
+/* The distance from a node to its links, and the node whose links a link names. */
+#define NU_SRTBT_LINK_OFFSET offsetof(NuSRTBTNode, seq_next)
+#define NU_SRTBT_NODE_OF(link) \
+    ((NuSRTBTNode *)(void *)((char *)(link) - NU_SRTBT_LINK_OFFSET))
+
+/* The head of a sequenced tree. Its first three words stand where NuRTBT has
+ * them, so that NuRTBTFind, NuBTWalk and NuRTBTDump take a sequenced head
+ * cast to (const NuRTBT *) as it is. Like NuRTBT it cannot be moved with a
+ * plain copy (NuSRTBTInit_mv moves it): the last node's thread and both ends
+ * of the sequence point into it. */
+typedef struct NuSRTBT {
+    NuRTBTNode *root;     /* in the position of `left` */
+    void *self;           /* always the head's own address, in the position of `right` */
+    uintptr_t reserved;   /* 0 */
+    NuSRTBTNode *first;   /* first node in sorted order, or null */
+    NuSRTBTNode *last;    /* last node in sorted order, or null */
+    NuSRTBTLink *seq_next; /* the links of the node that came first; its own address when empty */
+    NuSRTBTLink *seq_prev; /* the links of the node that came last; its own address when empty */
+    uintptr_t count;      /* number of nodes */
+} NuSRTBT;
+
+/* A sequenced head. NuSRTBTCreate allocates an empty one (null after a
+ * report, facility 506); NuSRTBTInit makes `tree` an empty head where it
+ * stands: 0, or -1 for a null tree. */
+VESK_API NuSRTBT *NuSRTBTCreate(VeskErr *status);
+VESK_API int64_t NuSRTBTInit(NuSRTBT *tree);
+/* Fills the head `tree` with a copy of `source`: its elements, dup'ed by
+ * `btninfo`, inserted in the order in which they came into `source` into a
+ * balanced tree, duplicates allowed. 0 after a copy or for an empty or null
+ * source; -1 after a failure (reported), with what was copied released. */
+VESK_API int64_t NuSRTBTInit_cp(NuSRTBT *tree, const NuSRTBT *source, const NuBtninfo *btninfo,
+                                VeskErr *status);
+/* Moves the nodes of `source` to the head `tree`, both orders kept, and
+ * leaves `source` all zeros: 0, or -1 for a null head. */
+VESK_API int64_t NuSRTBTInit_mv(NuSRTBT *tree, NuSRTBT *source);
+/* NuSRTBTDestroy frees every node in the order in which they came,
+ * releasing each element through `btninfo` when it is given, and leaves the
+ * head all zeros. NuSRTBTFree does the same and then frees a head made by
+ * NuSRTBTCreate; a null tree is left alone. */
+VESK_API void NuSRTBTDestroy(NuSRTBT *tree, const NuBtninfo *btninfo);
+VESK_API void NuSRTBTFree(NuSRTBT *tree, const NuBtninfo *btninfo);
+
+/* As NuRTBTInsert and its kin, with the same arguments, results and reports
+ * (facility 506); each node that goes in also goes to the end of the
+ * sequence and takes the tail bit, and each node that comes out leaves it.
+ * A refused insertion leaves the tree and the sequence as they were. */
+VESK_API NuSRTBTNode *NuSRTBTInsert(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t userinfo,
+                                    int dups, VeskErr *status);
+VESK_API NuSRTBTNode *NuSRTBTInsert_b(NuSRTBT *tree, const NuBtninfo *btninfo,
+                                      uintptr_t userinfo, int dups, VeskErr *status);
+VESK_API int64_t NuSRTBTDelete(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                               VeskErr *status);
+VESK_API int64_t NuSRTBTDelete_b(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                                 VeskErr *status);
+VESK_API uintptr_t NuSRTBTRemove(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                                 VeskErr *status);
+VESK_API uintptr_t NuSRTBTRemove_b(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                                   VeskErr *status);
+/* Node level: the caller owns the node, with room for all six fields, and
+ * its element; `data` must be set. */
+VESK_API NuSRTBTNode *NuSRTBTInsnode(NuSRTBT *tree, const NuBtninfo *btninfo, NuSRTBTNode *node,
+                                     int dups, VeskErr *status);
+VESK_API NuSRTBTNode *NuSRTBTInsnode_b(NuSRTBT *tree, const NuBtninfo *btninfo,
+                                       NuSRTBTNode *node, int dups, VeskErr *status);
+VESK_API NuSRTBTNode *NuSRTBTRmnode(NuSRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
+                                    VeskErr *status);
+VESK_API NuSRTBTNode *NuSRTBTRmnode_b(NuSRTBT *tree, const NuBtninfo *btninfo,
+                                      uintptr_t request, VeskErr *status);
 
 /* ------------------------------------------------------------------------ */
 /* Memory                                                                    */
@@ -630,6 +730,82 @@ VESK_API void NuMEMSTGdestroy(NuMEMSTG *storage);
 VESK_API void NuMEMSTGclose(NuMEMSTG *storage);
 
 /* ------------------------------------------------------------------------ */
+/* String dictionary                                                         */
+/* ------------------------------------------------------------------------ */
+
+/* One entry, and the shape of a key/value pair given to the adding calls.
+ * In a dictionary both strings lie in one heap block that starts at `key`;
+ * `value` is null for an entry without value. */
+typedef struct NuLstrdicEntry {
+    const char *key;   /* never null in a dictionary */
+    const char *value; /* or null */
+} NuLstrdicEntry;
+
+/* A small dictionary from strings to strings, in insertion order, searched
+ * linearly: meant for a handful of entries. The caller owns the record; all
+ * zeros is a valid empty dictionary. No lock: its users serialise. Strings
+ * compare byte by byte as unsigned values, as strcmp does. */
+typedef struct NuLstrdic {
+    size_t capacity;         /* entries for which `entries` has room */
+    size_t count;            /* entries in use */
+    NuLstrdicEntry *entries; /* the entries in their order, or null */
+} NuLstrdic;
+
+/* The Init forms write `dic` as new, without releasing what it held.
+ * NuLstrdic_Init_n: empty, with room for `n` entries; 0, or -1 after a
+ * report of 32773 variant 2 "@dic.storage" with `dic` left empty. */
+VESK_API int64_t NuLstrdic_Init_n(NuLstrdic *dic, size_t n, VeskErr *status);
+/* Copies of the `n` pairs of `pairs`, in their order, duplicates kept; a
+ * null key among them is refused (258) before anything is made. With n 0,
+ * an empty record without array. When memory runs out, -1 after the report
+ * of NuLstrdic_Init_n, and `dic` keeps the copies made so far: end it with
+ * NuLstrdic_Destroy. */
+VESK_API int64_t NuLstrdic_Init_nx(NuLstrdic *dic, const NuLstrdicEntry *pairs, size_t n,
+                                   VeskErr *status);
+/* As NuLstrdic_Init_nx with the entries of `source`; the array has room
+ * for exactly source's count. A source that is `dic` itself is refused (259). */
+VESK_API int64_t NuLstrdic_Init_cp(NuLstrdic *dic, const NuLstrdic *source, VeskErr *status);
+
+/* Adding: a copy of the pair goes to the end; the array grows by one entry
+ * when full. NuLstrdic_Add refuses a key that exists (49201 variant 1, the
+ * key); the ForceAdd forms add without looking. 0, or -1 with the dictionary
+ * unchanged; no memory reports 32773 variant 1 "@dic.add" or "@dic.forceadd".
+ * A null dictionary, pair or key is refused with 258. */
+VESK_API int64_t NuLstrdic_Add(NuLstrdic *dic, const NuLstrdicEntry *pair, VeskErr *status);
+VESK_API int64_t NuLstrdic_Add2(NuLstrdic *dic, const char *key, const char *value,
+                                VeskErr *status);
+VESK_API int64_t NuLstrdic_ForceAdd(NuLstrdic *dic, const NuLstrdicEntry *pair, VeskErr *status);
+VESK_API int64_t NuLstrdic_ForceAdd2(NuLstrdic *dic, const char *key, const char *value,
+                                     VeskErr *status);
+/* Takes out the first entry with the pair's key, if there is one, and adds
+ * the pair at the end: a replaced entry moves last, an unknown key is simply
+ * added. 0, or -1 after 32773 variant 1 "@dic.replace", in which case the
+ * old entry is gone all the same. The key and value may point into the
+ * entry being replaced. */
+VESK_API int64_t NuLstrdic_Replace(NuLstrdic *dic, const NuLstrdicEntry *pair, VeskErr *status);
+VESK_API int64_t NuLstrdic_Replace2(NuLstrdic *dic, const char *key, const char *value,
+                                    VeskErr *status);
+/* Takes out the first entry with `key`, keeping the order of the rest and
+ * the size of the array; 0, or -1 after 49170 variant 2 (the key). */
+VESK_API int64_t NuLstrdic_Delete(NuLstrdic *dic, const char *key, VeskErr *status);
+
+/* Searches: the first matching entry inside the array, valid until the next
+ * change, or null after 49170 variant 2 (the key, or the value for
+ * Findbyval). Entries without value never match a value. */
+VESK_API NuLstrdicEntry *NuLstrdic_Findbykey(const NuLstrdic *dic, const char *key,
+                                             VeskErr *status);
+VESK_API NuLstrdicEntry *NuLstrdic_Findbyval(const NuLstrdic *dic, const char *value,
+                                             VeskErr *status);
+VESK_API NuLstrdicEntry *NuLstrdic_Findbykeyval(const NuLstrdic *dic, const char *key,
+                                                const char *value, VeskErr *status);
+
+/* NuLstrdic_Clear releases every entry and keeps the array for reuse;
+ * NuLstrdic_Destroy releases the array too and sets the record to zeros.
+ * 0, or -1 for a null record. */
+VESK_API int64_t NuLstrdic_Clear(NuLstrdic *dic);
+VESK_API int64_t NuLstrdic_Destroy(NuLstrdic *dic);
+
+/* ------------------------------------------------------------------------ */
 /* Time and sleeping                                                         */
 /* ------------------------------------------------------------------------ */
 
@@ -753,6 +929,548 @@ VESK_API char16_t NuTowlower_c(char16_t unit);
 VESK_API char16_t NuTowupper_c(char16_t unit);
 VESK_API char16_t *NuWcslwr_c(char16_t *string);
 VESK_API char16_t *NuWcsupr_c(char16_t *string);
+
+/* ------------------------------------------------------------------------ */
+/* Open flags and mode strings                                               */
+/* ------------------------------------------------------------------------ */
+
+/* The library's open flags. The mode strings produce them and the open calls
+ * take them; their numbers are the library's own and differ from the
+ * platform's O_* values, to which the open call translates them. */
+#define NU_O_RDONLY    0x00000000 /* read only: access bits 0 */
+#define NU_O_WRONLY    0x00000001 /* write only: access bits 1 */
+#define NU_O_RDWR      0x00000002 /* read and write: access bits 2 */
+#define NU_O_ACCMODE   0x00000003 /* the access bits */
+#define NU_O_APPEND    0x00000008 /* every write goes to the end */
+#define NU_O_NOINHERIT 0x00000080 /* not inherited by programs the process runs (O_CLOEXEC) */
+#define NU_O_CREAT     0x00000100 /* create the file if it is missing, with the permission given */
+#define NU_O_TRUNC     0x00000200 /* cut an existing file to length 0 */
+#define NU_O_EXCL      0x00000400 /* with NU_O_CREAT: fail if the file exists */
+#define NU_O_TEXT      0x00004000 /* text: accepted, no effect on this platform */
+#define NU_O_BINARY    0x00008000 /* binary: accepted, no effect on this platform */
+#define NU_O_WTEXT     0x00010000 /* 16-bit text: accepted, no effect */
+#define NU_O_U16TEXT   0x00020000 /* UTF-16 text: accepted, no effect */
+#define NU_O_U8TEXT    0x00040000 /* UTF-8 text: accepted, no effect */
+#define NU_O_TEXTMASK  0x00074000 /* every text bit */
+#define NU_O_SHLOCK    0x01000000 /* shared lock: others may read, nobody else may write */
+#define NU_O_EXLOCK    0x02000000 /* exclusive lock: nobody else may open the file */
+#define NU_O_CARRIED   0x10000000 /* carried through the mode strings; no call acts on it */
+
+/* Permission a C-language mode string gives a new file: octal 0644. */
+#define NU_MODE_DEFAULT_PERM 0644
+/* Units that hold every string NuCcmode / NuCunmode can make, NUL included. */
+#define NU_CMODE_SIZE  3
+#define NU_UNMODE_SIZE 24
+
+/* Mode strings to open flags. The C language is that of fopen ("r", "w+",
+ * "ab"), with an optional prefix "libc:"; the unix language, with the prefix
+ * "unix:", names the access, NU_O_* letters and the permission of a new file
+ * ("unix:rwc, 0644", "unix:wc,u=rw g=r o=r"). NuMkcmode reads the C language,
+ * NuMkunmode the unix language (the prefix optional), NuMkcunmode the unix
+ * language behind "unix:" and the C language otherwise. On success the
+ * flags go to `flags` and the permission (0644 for the C language, masked
+ * to 0xFFF) to `perm` unless it is null; 0. A refused mode gives -1 with
+ * nothing stored, after a report of code 259 with variant 2: facility 200
+ * and "@mode" from the C reader, facility 102 and "@flags" or "@perm" from
+ * the unix reader. A null `mode` or `flags` is code 258 under the same
+ * facility ("@mode", "@flags"). The W forms read 16-bit units and give
+ * their own names in reports. */
+VESK_API int64_t NuMkcmode(const char *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuMkunmode(const char *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuMkcunmode(const char *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuWmkcmode(const char16_t *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuWmkunmode(const char16_t *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+VESK_API int64_t NuWmkcunmode(const char16_t *mode, int32_t *flags, int32_t *perm, VeskErr *err);
+
+/* Open flags to mode strings. NuCcmode writes the C-language string of
+ * `flags` ("r", "r+", "w", "w+", "a", "a+"; at most NU_CMODE_SIZE units with
+ * the NUL), NuCunmode the unix-language string with the permission shown
+ * when NU_O_CREAT is set ("unix: rwc, 0644"; at most NU_UNMODE_SIZE units).
+ * The result is the length in units without the NUL; a null `buffer` only
+ * measures. They never fail; `buffer` must hold the size above. The readers
+ * read back what they write, text and binary bits aside; the permission is
+ * written as three octal digits, without the bits above 0777. */
+VESK_API int32_t NuCcmode(char *buffer, int32_t flags);
+VESK_API int32_t NuCunmode(char *buffer, int32_t flags, int32_t perm);
+VESK_API int32_t NuWcmode(char16_t *buffer, int32_t flags);
+VESK_API int32_t NuWunmode(char16_t *buffer, int32_t flags, int32_t perm);
+
+/* ------------------------------------------------------------------------ */
+/* Growable strings                                                          */
+/* ------------------------------------------------------------------------ */
+
+/* A growable string is an ordinary pointer variable holding a NUL-terminated
+ * block from NuMalloc, exactly length + 1 units long; a null variable reads
+ * as empty. The operations take the variable's address, replace the block it
+ * holds and give that address back, so that calls nest. Any text argument may
+ * point into the variable's own string. They take no status record: when
+ * the block can't be had (an installed allocator that gives null, or a length
+ * past what an address can count) or a format can't be formatted, the
+ * variable keeps the string it had and errno says why (ENOMEM, EOVERFLOW,
+ * EILSEQ, EINVAL). A null variable address does nothing and gives null. */
+typedef char *NuSTR;
+/* The 16-bit twin: the same, counted in 16-bit units. */
+typedef char16_t *NuWCS;
+
+#if defined(__GNUC__) || defined(__clang__)
+#define NU_PRINTF_LIKE(f, a) __attribute__((format(printf, f, a)))
+#else
+#define NU_PRINTF_LIKE(f, a)
+#endif
+
+/* `*s` becomes a copy of `text` (Ncpy: exactly `n` units of it, with no
+ * search for a terminator, so `n` must not pass its end). A null `text`
+ * gives an empty string, not null. The old block goes last, so `text` may
+ * lie inside it. */
+VESK_API NuSTR *NuSTRcpy(NuSTR *s, const char *text);
+VESK_API NuSTR *NuSTRncpy(NuSTR *s, const char *text, size_t n);
+VESK_API NuWCS *NuWCScpy(NuWCS *s, const char16_t *text);
+VESK_API NuWCS *NuWCSncpy(NuWCS *s, const char16_t *text, size_t n);
+
+/* Appends `text` (Ncat: exactly `n` units of it). A null `text` appends
+ * nothing; after a cat the variable is never null. `text` may be the
+ * string itself or any part of it: NuSTRcat(&s, s) doubles it. */
+VESK_API NuSTR *NuSTRcat(NuSTR *s, const char *text);
+VESK_API NuSTR *NuSTRncat(NuSTR *s, const char *text, size_t n);
+VESK_API NuWCS *NuWCScat(NuWCS *s, const char16_t *text);
+VESK_API NuWCS *NuWCSncat(NuWCS *s, const char16_t *text, size_t n);
+
+/* `*s` becomes the formatted text (Catprintf: has it appended). The 8-bit
+ * forms take the C library's printf formats; the 16-bit forms take a 16-bit
+ * format in which %s and %c are 16-bit text, %hs, %hc, %S and %C 8-bit
+ * (UTF-8) text, %ls and %lc 16-bit, and everything else as in printf,
+ * positional parameters (%1$s) included. A null format reads as empty. The
+ * format and its arguments may point into the old string. */
+VESK_API NuSTR *NuSTRprintf(NuSTR *s, const char *format, ...) NU_PRINTF_LIKE(2, 3);
+VESK_API NuSTR *NuSTRvprintf(NuSTR *s, const char *format, va_list arguments) NU_PRINTF_LIKE(2, 0);
+VESK_API NuSTR *NuSTRcatprintf(NuSTR *s, const char *format, ...) NU_PRINTF_LIKE(2, 3);
+VESK_API NuSTR *NuSTRcatvprintf(NuSTR *s, const char *format, va_list arguments)
+    NU_PRINTF_LIKE(2, 0);
+VESK_API NuWCS *NuWCSprintf(NuWCS *s, const char16_t *format, ...);
+VESK_API NuWCS *NuWCSvprintf(NuWCS *s, const char16_t *format, va_list arguments);
+VESK_API NuWCS *NuWCScatprintf(NuWCS *s, const char16_t *format, ...);
+VESK_API NuWCS *NuWCScatvprintf(NuWCS *s, const char16_t *format, va_list arguments);
+
+/* `*s` becomes the `count` strings (variadic `const char *`, a va_list of
+ * them, or an array) with `separator` between them; a null string or
+ * separator adds nothing, and a null array holds `count` null strings. A
+ * count of 0 frees `*s` and leaves it null; a negative count changes
+ * nothing (errno EINVAL). The result is built apart, so the old string may
+ * be among the sources. Note the order of array and count in the N form. */
+VESK_API NuSTR *NuSTRintercalate(NuSTR *s, const char *separator, int32_t count, ...);
+VESK_API NuSTR *NuSTRvintercalate(NuSTR *s, const char *separator, int32_t count,
+                                  va_list strings);
+VESK_API NuSTR *NuSTRnintercalate(NuSTR *s, const char *separator, const char *const *array,
+                                  int32_t count);
+VESK_API NuWCS *NuWCSintercalate(NuWCS *s, const char16_t *separator, int32_t count, ...);
+VESK_API NuWCS *NuWCSvintercalate(NuWCS *s, const char16_t *separator, int32_t count,
+                                  va_list strings);
+VESK_API NuWCS *NuWCSnintercalate(NuWCS *s, const char16_t *separator,
+                                  const char16_t *const *array, int32_t count);
+
+/* NuMfree(*s), then `*s` becomes null; a null `s` is left alone. The two
+ * names are one entry point. */
+VESK_API void NuSTRfree(NuSTR *s);
+VESK_API void NuWCSfree(NuWCS *s);
+
+/* 1 when the string is null or starts with its terminator, else 0. */
+VESK_API int32_t NuSTRempty(const char *string);
+VESK_API int32_t NuWCSempty(const char16_t *string);
+/* The length in units; 0 for null. */
+VESK_API size_t NuSTRlen(const char *string);
+VESK_API size_t NuWCSlen(const char16_t *string);
+
+/* The C library's asprintf and vasprintf under the library's names: `*result`
+ * becomes a block from the C heap (free it with free or nu_free) holding the
+ * formatted text, and the result is its length; -1 with `*result` null when
+ * the text can't be formatted or the block can't be had (errno says which).
+ * A null `result` gives -1 (EINVAL); a null format reads as empty. */
+VESK_API int NuAsprintf(char **result, const char *format, ...) NU_PRINTF_LIKE(2, 3);
+VESK_API int NuVasprintf(char **result, const char *format, va_list arguments)
+    NU_PRINTF_LIKE(2, 0);
+/* The 16-bit twins, with the 16-bit formats of NuWCSprintf: the length is in
+ * 16-bit units. The C library has no such function, so the plain names are
+ * the library's. */
+VESK_API int aswprintf(char16_t **result, const char16_t *format, ...);
+VESK_API int vaswprintf(char16_t **result, const char16_t *format, va_list arguments);
+
+/* Compares `n` bytes as unsigned values and gives the order: -1, 0 or 1
+ * (the C library's bcmp only tells equal from unequal). A null span sorts
+ * before any other; two null spans are equal. */
+VESK_API int32_t NuBcmp(const void *a, const void *b, size_t n);
+/* Copies `n` bytes from `source` to `destination` (source first); the two may
+ * overlap. A null pointer copies nothing. */
+VESK_API void NuBcopy(const void *source, void *destination, size_t n);
+/* Sets `n` bytes at `destination` to 0; null does nothing. */
+VESK_API void NuBzero(void *destination, size_t n);
+
+/* ------------------------------------------------------------------------ */
+/* Paths                                                                     */
+/* ------------------------------------------------------------------------ */
+
+/* Path algebra: pure text, no file system, nothing reported. Two families
+ * with the same names and arguments: NuPosix (separator "/", search-path
+ * separator ":", the drive is the run of leading "/") and NuWin (separators
+ * "\" and "/", writing "\"; search-path separator ";"; drives "C:", "C:\",
+ * "\\?\C:\", "\\?\UNC\server\" and "\\server\"; case does not count in
+ * comparisons). Both are there on every platform. Bytes are bytes, and
+ * letters are those of the C locale whatever locale the program set.
+ *
+ * Inputs are NUL-terminated texts, null reading as empty. An output is the
+ * address of a NuSTR variable, whose block is replaced (free the last one
+ * with NuSTRfree); the variable's own text may be an input of the same call.
+ * A null output address does nothing. When no block can be had for the
+ * result (an installed allocator that gives null), the output keeps what it
+ * held. The file name is what follows the last separator behind the drive; an
+ * extension starts at its last "." (the plural forms: its first) and includes
+ * it; a base name is the file name without its last extension. */
+
+/* A growable array of paths, each owned by the list. Starts all zero; grows
+ * to twice its capacity (2 from 0) when full; an element that no memory
+ * holds is dropped, and the list goes on with the next one. */
+typedef struct NuPathList {
+    uint32_t capacity; /* slots in items */
+    uint32_t count;    /* slots in use */
+    NuSTR *items;      /* the paths */
+} NuPathList;
+
+/* Frees every element and zeroes the slots and the count; the array and the
+ * capacity stay. Gives `list` (null: nothing done). */
+VESK_API NuPathList *NuClearPathList(NuPathList *list);
+/* Frees every element and the array and zeroes all three fields. Gives
+ * `list` (null: nothing done). */
+VESK_API NuPathList *NuDestroyPathList(NuPathList *list);
+
+/* Character tests, 1 or 0: a path separator, a search-path separator, the
+ * extension separator "." (NuPosixIsExtSep and NuWinIsExtSep are one
+ * function). A value outside 0..255 is none of them. */
+VESK_API int32_t NuPosixIsPathSep(int c);
+VESK_API int32_t NuPosixIsSearchPathSep(int c);
+VESK_API int32_t NuPosixIsExtSep(int c);
+VESK_API int32_t NuWinIsPathSep(int c);
+VESK_API int32_t NuWinIsSearchPathSep(int c);
+VESK_API int32_t NuWinIsExtSep(int c);
+
+/* Split the drive off: `drive` and `rest` (either may be null) get the two
+ * parts. A null path makes both outputs null; NuWin gives a null drive for
+ * a path without one, NuPosix an empty one. TakeDrive and DropDrive give one
+ * part each and return `out`. */
+VESK_API void NuPosixSplitDrive(NuSTR *drive, NuSTR *rest, const char *path);
+VESK_API NuSTR *NuPosixTakeDrive(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropDrive(NuSTR *out, const char *path);
+VESK_API void NuWinSplitDrive(NuSTR *drive, NuSTR *rest, const char *path);
+VESK_API NuSTR *NuWinTakeDrive(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropDrive(NuSTR *out, const char *path);
+
+/* Tests, 1 or 0: the drive is not empty; the path is not empty and is a drive
+ * alone; relative (no drive, or for NuWin a letter drive with no separator
+ * behind it: "C:a"); absolute (not relative). */
+VESK_API int32_t NuPosixHasDrive(const char *path);
+VESK_API int32_t NuPosixIsDrive(const char *path);
+VESK_API int32_t NuPosixIsRelativePath(const char *path);
+VESK_API int32_t NuPosixIsAbsolutePath(const char *path);
+VESK_API int32_t NuWinHasDrive(const char *path);
+VESK_API int32_t NuWinIsDrive(const char *path);
+VESK_API int32_t NuWinIsRelativePath(const char *path);
+VESK_API int32_t NuWinIsAbsolutePath(const char *path);
+
+/* The join rule: an empty side gives the other, a first text that ends in a
+ * separator is followed directly by the second, NuWin glues "C:" and "a" into
+ * "C:a", and otherwise a separator goes between them. Gives `out`. */
+VESK_API NuSTR *NuPosixJoinDrive(NuSTR *out, const char *drive, const char *path);
+VESK_API NuSTR *NuWinJoinDrive(NuSTR *out, const char *drive, const char *path);
+
+/* Directory part (up to and with the last separator, "./" when there is
+ * none) and file name. SplitFileName fills either output that is not null;
+ * the others give `out`. TakeDirectory is DropFileName without the trailing
+ * separators ("a" gives ".", "a/b/" gives "a/b"). ReplaceFileName combines
+ * the raw directory part (no "./") with `name` as CombinePaths does;
+ * ReplaceDirectory joins `directory` and the file name by the join rule. */
+VESK_API void NuPosixSplitFileName(NuSTR *directory, NuSTR *name, const char *path);
+VESK_API NuSTR *NuPosixTakeFileName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropFileName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixReplaceFileName(NuSTR *out, const char *path, const char *name);
+VESK_API NuSTR *NuPosixTakeDirectory(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixReplaceDirectory(NuSTR *out, const char *path, const char *directory);
+VESK_API void NuWinSplitFileName(NuSTR *directory, NuSTR *name, const char *path);
+VESK_API NuSTR *NuWinTakeFileName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropFileName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinReplaceFileName(NuSTR *out, const char *path, const char *name);
+VESK_API NuSTR *NuWinTakeDirectory(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinReplaceDirectory(NuSTR *out, const char *path, const char *directory);
+
+/* The base name, and the path with another one: ReplaceBaseName keeps the
+ * raw directory part and the file name's extension ("a/b.c" and "d" give
+ * "a/d.c"). Give `out`. */
+VESK_API NuSTR *NuPosixTakeBaseName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixReplaceBaseName(NuSTR *out, const char *path, const char *base);
+VESK_API NuSTR *NuWinTakeBaseName(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinReplaceBaseName(NuSTR *out, const char *path, const char *base);
+
+/* The last extension: SplitExtension gives the path before it and the
+ * extension with its "." ("a/b.c.d": "a/b.c" and ".d"; ".x": "" and ".x"); a
+ * file name without "." gives the whole path and a null extension.
+ * HasExtension: 1 if the file name holds a ".". AddExtension puts a "." in
+ * front of an extension without one ("a" and "b": "a.b"; an empty extension
+ * gives a copy); ReplaceExtension drops the last extension, then adds. */
+VESK_API void NuPosixSplitExtension(NuSTR *base, NuSTR *extension, const char *path);
+VESK_API NuSTR *NuPosixTakeExtension(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropExtension(NuSTR *out, const char *path);
+VESK_API int32_t NuPosixHasExtension(const char *path);
+VESK_API NuSTR *NuPosixAddExtension(NuSTR *out, const char *path, const char *extension);
+VESK_API NuSTR *NuPosixReplaceExtension(NuSTR *out, const char *path, const char *extension);
+VESK_API void NuWinSplitExtension(NuSTR *base, NuSTR *extension, const char *path);
+VESK_API NuSTR *NuWinTakeExtension(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropExtension(NuSTR *out, const char *path);
+VESK_API int32_t NuWinHasExtension(const char *path);
+VESK_API NuSTR *NuWinAddExtension(NuSTR *out, const char *path, const char *extension);
+VESK_API NuSTR *NuWinReplaceExtension(NuSTR *out, const char *path, const char *extension);
+
+/* All the extensions, from the first "." of the file name: "a/b.c.d" gives
+ * "a/b" and ".c.d"; without "." the whole path and an empty text. */
+VESK_API void NuPosixSplitExtensions(NuSTR *base, NuSTR *extensions, const char *path);
+VESK_API NuSTR *NuPosixTakeExtensions(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropExtensions(NuSTR *out, const char *path);
+VESK_API void NuWinSplitExtensions(NuSTR *base, NuSTR *extensions, const char *path);
+VESK_API NuSTR *NuWinTakeExtensions(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropExtensions(NuSTR *out, const char *path);
+
+/* Trailing separators. Has: 1 if the last byte is one (0 for ""). Add: a
+ * separator unless there is one ("" gives one). Drop: all of them unless the
+ * path is a drive alone, one byte staying if nothing else would ("a/b//"
+ * gives "a/b"; "/" stays). Add and Drop give `out`. */
+VESK_API int32_t NuPosixHasTrailingPathSep(const char *path);
+VESK_API NuSTR *NuPosixAddTrailingPathSep(NuSTR *out, const char *path);
+VESK_API NuSTR *NuPosixDropTrailingPathSep(NuSTR *out, const char *path);
+VESK_API int32_t NuWinHasTrailingPathSep(const char *path);
+VESK_API NuSTR *NuWinAddTrailingPathSep(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinDropTrailingPathSep(NuSTR *out, const char *path);
+
+/* CombinePaths: `right` alone if it starts with a separator or has a drive,
+ * else the two by the join rule. JoinPath combines `count` items folding
+ * from the right, so that a later absolute item cuts off what stands before
+ * it ("a", "/b", "c" give "/b/c"); a count of 0 or below, or null items, give
+ * null. The items may hold the output's own text. Give `out`. */
+VESK_API NuSTR *NuPosixCombinePaths(NuSTR *out, const char *left, const char *right);
+VESK_API NuSTR *NuPosixJoinPath(NuSTR *out, const char *const *items, int32_t count);
+VESK_API NuSTR *NuWinCombinePaths(NuSTR *out, const char *left, const char *right);
+VESK_API NuSTR *NuWinJoinPath(NuSTR *out, const char *const *items, int32_t count);
+
+/* The path's elements into `list` (cleared first): the drive if any, then
+ * each element with the separators behind it ("/a//b/c": "/", "a//", "b/",
+ * "c"). SplitDirectories drops the trailing separators of each ("/", "a",
+ * "b", "c"). Give `list` (null: nothing done). */
+VESK_API NuPathList *NuPosixSplitPath(NuPathList *list, const char *path);
+VESK_API NuPathList *NuPosixSplitDirectories(NuPathList *list, const char *path);
+VESK_API NuPathList *NuWinSplitPath(NuPathList *list, const char *path);
+VESK_API NuPathList *NuWinSplitDirectories(NuPathList *list, const char *path);
+
+/* The normal form: single separators (NuWin writes "\"), no "." elements,
+ * ".." left where it is, a trailing separator kept (and added after a final
+ * "/."), "" and "." give ".". NuPosix writes its drive as one "/"; NuWin
+ * writes a letter drive in upper case with one separator at most and keeps
+ * other drives with their case, and a drive-relative path ("C:a\") gets no
+ * trailing separator. Where dropping "." elements would leave a name that
+ * reads as a letter drive in front ("./c:"), one ".\" stays before it, so
+ * that the normal form of a normal form is itself. Gives `out`. */
+VESK_API NuSTR *NuPosixNormalisePath(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinNormalisePath(NuSTR *out, const char *path);
+
+/* 1 if the two normal forms are equal once trailing separators are dropped
+ * (NuWin: also once folded to lower case), else 0; also 0 when scratch memory
+ * for very long paths can't be had. */
+VESK_API int32_t NuPosixEqualFilePath(const char *first, const char *second);
+VESK_API int32_t NuWinEqualFilePath(const char *first, const char *second);
+
+/* `path` relative to `root`: "." when the two are equal paths; the part of
+ * `path` behind the root's elements when its drive is the root's and its
+ * elements start with the root's (compared one by one, each as
+ * EqualFilePath does, nothing resolved); otherwise `path` as given. A path
+ * that starts with one separator and has no drive has the root "\" as its
+ * drive. Gives `out`. */
+VESK_API NuSTR *NuPosixMakeRelativePath(NuSTR *out, const char *root, const char *path);
+VESK_API NuSTR *NuWinMakeRelativePath(NuSTR *out, const char *root, const char *path);
+
+/* Validity, 1 or 0. NuPosix: any path but the empty one. NuWin also refuses
+ * a server drive that names no server (`\\`), a long-path prefix without its
+ * trailing separator (`\\?\C:`), a colon, star, question mark, angle
+ * bracket, bar or double quote behind the drive, and an element whose
+ * name before its first "." is a device name (CON, PRN, AUX, NUL, COM1 to
+ * COM9, LPT1 to LPT9, CLOCK$, in any case). */
+VESK_API int32_t NuPosixIsValidPath(const char *path);
+VESK_API int32_t NuWinIsValidPath(const char *path);
+/* A valid path made of `path`: "" gives "_"; NuWin turns a drive without a
+ * server into "\\drive", finishes a long-path prefix with "\", writes "_" for
+ * each forbidden byte and puts "_" behind a device name ("CON.txt" gives
+ * "CON_.txt"). Gives `out`. */
+VESK_API NuSTR *NuPosixMakeValidPath(NuSTR *out, const char *path);
+VESK_API NuSTR *NuWinMakeValidPath(NuSTR *out, const char *path);
+
+/* The elements of a search path into `list` (cleared first). NuPosix splits
+ * at ":" and an empty element is "." ("a::b": "a", ".", "b"; a final ":" adds
+ * nothing). NuWin splits at ";", skips empty elements and lets double quotes
+ * protect a ";": a quote closes only where a ";" or the end follows it, an
+ * empty quoted element adds nothing, and an element still open at the end is
+ * taken from its opening quote on. A null text gives an empty list. Give
+ * `list` (null: nothing done). */
+VESK_API NuPathList *NuPosixSplitSearchPath(NuPathList *list, const char *text);
+VESK_API NuPathList *NuWinSplitSearchPath(NuPathList *list, const char *text);
+/* The same, of the environment variable PATH; an empty list when it is not
+ * set. */
+VESK_API NuPathList *NuPosixGetSearchPath(NuPathList *list);
+VESK_API NuPathList *NuWinGetSearchPath(NuPathList *list);
+
+/* ------------------------------------------------------------------------ */
+/* Tokeniser                                                                 */
+/* ------------------------------------------------------------------------ */
+
+/* The scanner state of NuStrtok, owned by the caller; nothing in it needs to
+ * be released. The first four fields are the results of a call, the others
+ * belong to the scanner. It points into the text and into the compiled
+ * delimit-string, which must both stay in place while it is in use. */
+typedef struct NuSTRTOK {
+    char *tok_text;      /* first character of the token */
+    size_t tok_len;      /* its length in characters */
+    int32_t tok_type;    /* NU_TOK_WORD, a single character (1..255), an atom (< 0); 0: none yet */
+    int32_t tok_end;     /* the character that followed the token (a NUL may stand there now); 0 at the end */
+    char *start;         /* start of the text */
+    char *cursor;        /* where scanning goes on; null once the text is done */
+    char *atoms;         /* compiled atom table, or null */
+    char *singles;       /* single-character tokens, or null */
+    char *wordset;       /* word characters, or null */
+    char *delims;        /* plain delimiters */
+    char *open;          /* open marker of the atom last matched */
+    char *close;         /* its close marker, or null */
+    int32_t atom_type;   /* type of the atom last matched */
+    char quote[2];       /* a quote character and a NUL: both markers of a quoted atom */
+    char pending_single; /* a single-character token reached but not yet returned */
+    char pending_atom;   /* first character of an atom reached but not yet returned */
+    size_t pending_len;  /* length of that atom */
+} NuSTRTOK;
+
+/* The scanner state of NuWcstok: NuSTRTOK over 16-bit units. */
+typedef struct NuWCSTOK {
+    char16_t *tok_text;      /* first unit of the token */
+    size_t tok_len;          /* its length in units */
+    int32_t tok_type;        /* as in NuSTRTOK; a single-unit token's type is the unit */
+    int32_t tok_end;         /* the unit that followed the token; 0 at the end */
+    char16_t *start;         /* start of the text */
+    char16_t *cursor;        /* where scanning goes on; null once the text is done */
+    char16_t *atoms;         /* compiled atom table, or null */
+    char16_t *singles;       /* single-unit tokens, or null */
+    char16_t *wordset;       /* word units, or null */
+    char16_t *delims;        /* plain delimiters */
+    char16_t *open;          /* open marker of the atom last matched */
+    char16_t *close;         /* its close marker, or null */
+    int32_t atom_type;       /* type of the atom last matched */
+    char16_t quote[2];       /* a quote unit and a NUL */
+    char16_t pending_single; /* a single-unit token reached but not yet returned */
+    char16_t pending_atom;   /* first unit of an atom reached but not yet returned */
+    size_t pending_len;      /* length of that atom */
+} NuWCSTOK;
+
+/* Token types (tok_type). A single-character token has the character's value
+ * (1..255); an atom of the delimit-string's table has -1 for its first entry,
+ * -2 for the second, and so on. */
+#define NU_TOK_WORD     257  /* a word, or a fixed-length take */
+#define NU_TOK_SQUOTED  (-256) /* an atom between single quotes */
+#define NU_TOK_DQUOTED  (-257) /* an atom between double quotes */
+
+/* Flags of NuStrtok and NuWcstok. NOCUT, KEEPLF and KEEPCR must stay the same
+ * throughout one text: the next call has to know what the last one did. */
+#define NU_TOK_NOCUT     0x0001u /* never change the text: no NUL written, nothing restored or unescaped */
+#define NU_TOK_KEEPLF    0x0002u /* a line feed that ends a token stays in the text */
+#define NU_TOK_KEEPCR    0x0004u /* a carriage return that ends a token stays in the text */
+#define NU_TOK_SQUOTE    0x0010u /* a single quote opens an atom */
+#define NU_TOK_DQUOTE    0x0020u /* a double quote opens an atom */
+#define NU_TOK_NOQUOTE   0x0040u /* no quote opens an atom: beats the two above and quote entries of the table */
+#define NU_TOK_NOESC     0x0080u /* a backslash is an ordinary character in words */
+#define NU_TOK_NOATOMESC 0x0100u /* a backslash is an ordinary character inside atoms */
+#define NU_TOK_UNESC     0x0200u /* remove escaping backslashes from the token, in place */
+#define NU_TOK_SKIP      0x0400u /* stop in front of the next token without taking it */
+#define NU_TOK_SETDELIM  0x0800u /* install the delimit-string and return, taking no token */
+#define NU_TOK_FIXED     0x1000u /* take *(size_t *)delimit characters as they come */
+
+/* A restartable strtok with a small language in its delimit-string:
+ *   "[!chars]"  single-character tokens: each ends a word and is a token;
+ *   "[^chars]"  word characters: only these form words, all others delimit;
+ *   "[@e||e]"   atoms: an entry "open*close" is a bracketed stretch that nests
+ *               and comes back as one token; "open" alone (two characters or
+ *               more) is a multi-character operator; a backslash escapes a
+ *               marker's "*", "|" or "]";
+ * groups in any order, each kind once, then the plain delimiters (the whole
+ * rest of the string; empty means none).
+ *
+ * `string` and `delimit` given: a new scan (`state` cleared, the
+ * delimit-string compiled in place: it must be writable and is spent).
+ * `string` alone: a new text with the tables already in `state`. `delimit`
+ * alone: new delimiters from the current place on; the character that ended
+ * the last token is scanned again. Neither: the next token. With
+ * NU_TOK_FIXED, `delimit` points at a size_t count instead.
+ *
+ * The token is `tok_text`/`tok_len`, NUL-ended in the text unless NOCUT,
+ * KEEPLF or KEEPCR kept it whole. 1 for a token (or the asked step), 0 when
+ * the text has no further token, -1 after a report (facility 504, syserr
+ * EINVAL): 1286, variant 1 (the delimit-string, "@delimit-string") for a
+ * refused delimit-string; 1288, variant 1 (the text from the open marker's
+ * last character, "atom-expression", its first character) for an atom the
+ * text doesn't close. A null `state` is reported as 258 (variant 2,
+ * "@state"). Nothing is allocated. A call costs the units it scans and one
+ * walk of the atom table; a unit that can open an atom costs a walk of the
+ * table more (the first entry that matches wins). */
+VESK_API int64_t NuStrtok(char *string, char *delimit, uint32_t flags, NuSTRTOK *state,
+                          VeskErr *status);
+/* NuStrtok over 16-bit units; the text of either report is "???". */
+VESK_API int64_t NuWcstok(char16_t *string, char16_t *delimit, uint32_t flags, NuWCSTOK *state,
+                          VeskErr *status);
+
+/* ------------------------------------------------------------------------ */
+/* Words and splitting                                                       */
+/* ------------------------------------------------------------------------ */
+/* These run NuStrtok with both kinds of quotes switched on (a quoted stretch
+ * is one token; NU_TOK_NOQUOTE turns them off). A null `delimit` means the
+ * default " \n\r\t"; a caller's delimit-string with groups is compiled in
+ * place and serves one call. The step flags NU_TOK_SKIP, NU_TOK_SETDELIM and
+ * NU_TOK_FIXED take no token and are ignored. Reports have facility 504
+ * (VESK_FAC_TOKEN). */
+
+/* Stores up to `size` tokens of `text`, cut in place (unless NU_TOK_NOCUT),
+ * in `vector`; no closing null is written. The number stored, even when the
+ * text had more; after a scanner report -1 if nothing was stored, else -255
+ * minus the number stored (-256 for one). A null vector is refused (258,
+ * "@output-strings-vector"), then a size of 0 (261). */
+VESK_API int32_t NuStrsplit(char *text, char *delimit, uint32_t flags, char **vector, size_t size,
+                            VeskErr *status);
+/* As NuStrsplit into a vector of its own, null-ended, growing by 8 entries,
+ * stored in `*result` (release it with NuMfree). The number of tokens; 0 with
+ * `*result` null for a text without tokens; -1 after a report, `*result` left
+ * as it was. A null `result` is refused (258, "@output-strings-vector-ptr"). */
+VESK_API int32_t NuAStrsplit(char *text, char *delimit, uint32_t flags, char ***result,
+                             VeskErr *status);
+/* NuAStrsplit with the default delimiters and no flags: the vector, or null
+ * for a failure or a text without tokens. */
+VESK_API char **NuAStrsplit_s(char *text, VeskErr *status);
+/* Copies word number `index` of `text` (0 the first, -1 the last, -2 the one
+ * before it) with a NUL into `buffer`, which must be large enough; a null
+ * buffer measures. The text is not changed. The word's length; 0 (and an
+ * empty buffer) when there is no such word; -1 after a report. */
+VESK_API int32_t NuStrword(const char *text, char *delimit, uint32_t flags, int32_t index,
+                           char *buffer, VeskErr *status);
+/* As NuStrword into `size` bytes: as much of the word as fits, NUL-ended.
+ * The result is the length of the whole word, whether it fitted or not. */
+VESK_API int32_t NuStrlword(const char *text, char *delimit, uint32_t flags, int32_t index,
+                            char *buffer, size_t size, VeskErr *status);
+/* As NuStrword into a new block stored in `*result` (release it with
+ * NuMfree); null there when there is no word or on failure. A null `result`
+ * is refused (258, "@output-word-ptr"). */
+VESK_API int32_t NuAStrword(const char *text, char *delimit, uint32_t flags, int32_t index,
+                            char **result, VeskErr *status);
+/* Word `index` with the default delimiters, in one static buffer of 1024
+ * bytes shared by every thread and overwritten by the next call: the buffer,
+ * or null after a report. Not re-entrant. */
+VESK_API char *NuStrword_nr(const char *text, int32_t index, VeskErr *status);
+/* The number of words of `text`, which is not changed; -1 after a report. */
+VESK_API int32_t NuStrwordc(const char *text, char *delimit, uint32_t flags, VeskErr *status);
 
 /* ------------------------------------------------------------------------ */
 /* Mutexes and conditions                                                    */

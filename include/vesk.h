@@ -753,6 +753,214 @@ VESK_API int64_t _VeskRmetab(void *service, uint32_t count, VeskErrEntry *table)
 VESK_API int64_t _VeskRmetab_nlk(void *service, uint32_t count, VeskErrEntry *table);
 
 /* ------------------------------------------------------------------------ */
+/* Charset identification                                                    */
+/* ------------------------------------------------------------------------ */
+
+/* Numbers that no table row holds: an unknown charset (what a failed name
+ * lookup gives) and the 16-bit wide form itself. Charsets are numbered by
+ * their IANA MIBenum. */
+#define VESK_CCS_UNKNOWN 2
+#define VESK_CCS_WIDE    1000
+
+/* What is known about a charset. `mbmax` is the most bytes of a character (0:
+ * not stated); `aliasv` holds `aliasc` names inline. */
+VESK_FLEXIBLE_BEGIN_
+typedef struct VeskCcsInfo {
+    int32_t id;         /* the MIBenum */
+    const char *iana;   /* the registered name */
+    const char *mime;   /* the preferred MIME name */
+    uint32_t codepage;  /* the Windows code page of the same set, or 0 */
+    uint16_t mbmax;
+    uint16_t reserved;  /* 0 */
+    uint32_t aliasc;
+    const char *aliasv[];
+} VeskCcsInfo;
+VESK_FLEXIBLE_END_
+/* A VeskCcsInfo with exactly n aliases, for static data; pass its address
+ * as (VeskCcsInfo *). */
+#define VESK_CCSINFO_T(n)                                                         \
+    struct {                                                                     \
+        int32_t id;                                                              \
+        const char *iana;                                                        \
+        const char *mime;                                                        \
+        uint32_t codepage;                                                       \
+        uint16_t mbmax;                                                          \
+        uint16_t reserved;                                                       \
+        uint32_t aliasc;                                                         \
+        const char *aliasv[n];                                                   \
+    }
+
+/* One row of an identification table. A charset is a primary row (`role`
+ * VESK_CCSI_PRIMARY) followed by one alias row (VESK_CCSI_ALIAS) for each of
+ * its aliases, in order; an `id` of VESK_CCSI_END ends a table. Adding the
+ * table writes the rows: `role` becomes the row's name (the record's `iana`
+ * for a primary row, its alias for an alias row) and the nodes are linked, so
+ * the rows and records must stay valid and writable while the table is in
+ * use. Primary rows are found by number only, alias rows by name only. */
+typedef struct VeskCcsiRow {
+    int32_t id;
+    uintptr_t role;
+    VeskCcsInfo *info;
+    NuRTBTNode idnode;   /* primary rows: in the tree by number */
+    NuRTBTNode namenode; /* alias rows: in the tree by name */
+} VeskCcsiRow;
+#define VESK_CCSI_PRIMARY 1u
+#define VESK_CCSI_ALIAS   2u
+#define VESK_CCSI_END     (-1)
+
+/* The state of an identification service object: a lock for table changes
+ * and the two trees. */
+typedef struct VeskCcsiService {
+    NuSMutex mutex;
+    NuRTBT idtree;
+    NuRTBT nametree;
+} VeskCcsiService;
+
+/* The identification object the front ends use when given a null
+ * `service`; null until the library is up. */
+VESK_API extern void *_G_ccsi_service_default;
+
+/* The number of the charset with the alias `name` (ASCII letters compared
+ * without case, whatever the locale); VESK_CCS_UNKNOWN (2), reported with
+ * code 49170, when no table knows the name; -1 after another failure (a
+ * null name: code 260). Without a service: 2, reported with code 518. Names
+ * are aliases only: "CP1251" is one, "windows-1251" is not. */
+VESK_API int32_t VeskCcsiGetidbyname(void *service, const char *name, VeskErr *err);
+/* The registered name of charset `id`, or null (code 49170 for an unknown
+ * number, 518 without a service). */
+VESK_API const char *VeskCcsiIANAName(void *service, int32_t id, VeskErr *err);
+/* The preferred MIME name of charset `id`, or null as VeskCcsiIANAName. */
+VESK_API const char *VeskCcsiMIMEName(void *service, int32_t id, VeskErr *err);
+/* The record of charset `id`, or null as VeskCcsiIANAName. */
+VESK_API const VeskCcsInfo *VeskCcsiStat(void *service, int32_t id, VeskErr *err);
+/* Add or remove up to `count` rows of `table` (stopping at the end row): 0,
+ * also when `count` is 0 or `table` null; -1 without a service (code 518).
+ * A name or number already present is kept beside the new one, and lookups
+ * find the one nearer to the root of its tree. A row linked already is passed
+ * over when added, one not linked when removed. The _nlk forms leave the
+ * service's lock to the caller. */
+VESK_API int64_t _VeskCcsiAddtab(void *service, uint32_t count, VeskCcsiRow *table,
+                                 VeskErr *err);
+VESK_API int64_t _VeskCcsiAddtab_nlk(void *service, uint32_t count, VeskCcsiRow *table,
+                                     VeskErr *err);
+VESK_API int64_t _VeskCcsiRmtab(void *service, uint32_t count, VeskCcsiRow *table,
+                                VeskErr *err);
+VESK_API int64_t _VeskCcsiRmtab_nlk(void *service, uint32_t count, VeskCcsiRow *table,
+                                    VeskErr *err);
+
+/* Rows of "operations/ccsi/Ccsi" (family 1009). */
+#define VESK_CCSI_FAMILY VESK_FAC_CCSI
+#define VESK_CCSI_OP_STAT        4
+#define VESK_CCSI_OP_IANANAME    5
+#define VESK_CCSI_OP_MIMENAME    6
+#define VESK_CCSI_OP_GETIDBYNAME 7
+#define VESK_CCSI_OP_ADDITAB     8
+#define VESK_CCSI_OP_ADDITAB_NLK 9
+#define VESK_CCSI_OP_RMITAB      10
+#define VESK_CCSI_OP_RMITAB_NLK  11
+
+/* ------------------------------------------------------------------------ */
+/* Charset conversion                                                        */
+/* ------------------------------------------------------------------------ */
+
+/* A convertor: the caller's memory, filled by VeskOpenCcscvtor_i/_s and
+ * given back by VeskCcscvtorClose. Conversion goes through one 16-bit wide
+ * character (a UTF-16 code unit): the source set makes it, the destination
+ * set makes bytes of it. */
+typedef struct VeskCcscvtor {
+    uint16_t srcmax;          /* most bytes of a source character */
+    uint16_t dstmax;          /* most bytes of a destination character */
+    VeskClosure cl;           /* passed to the converters; opnum -1 */
+    VeskOps *srcops;          /* the set that makes wide characters */
+    VeskOps *dstops;          /* the set that makes bytes; srcops when the charsets agree */
+    char magic[4];            /* "CCSC" once open */
+    unsigned char reserved[32]; /* cleared at open; no stock converter uses it */
+} VeskCcscvtor;
+
+/* The conversion object the front ends use when given a null `service`. */
+VESK_API extern void *_G_ccsconv_service_default;
+
+/* Opens `cvtor` from charset `src` to charset `dst`. A number of 2 (unknown)
+ * or 1000 (wide) on one side takes the other side's number, so a convertor
+ * between one charset and the wide form is a convertor of that charset with
+ * itself. The convertor holds each set it uses until closed. 0, or -1 after
+ * a report (code 518 naming the charset that has no converter). */
+VESK_API int64_t VeskOpenCcscvtor_i(void *service, int32_t src, int32_t dst, VeskCcscvtor *cvtor,
+                                    VeskErr *err);
+/* As VeskOpenCcscvtor_i with charset names (aliases, any case). An unknown
+ * name counts as 2: the convertor opens on the other side's charset, and
+ * the record keeps the 49170 of the failed lookup. */
+VESK_API int64_t VeskOpenCcscvtor_s(void *service, const char *src, const char *dst,
+                                    VeskCcscvtor *cvtor, VeskErr *err);
+/* Gives the convertor's sets back; 0 for a null `cvtor`. A record that is not
+ * open (its magic is gone) is reported with code 259 and gives nothing back:
+ * -1. Only a record that was once opened may be passed. */
+VESK_API int64_t VeskCcscvtorClose(VeskCcscvtor *cvtor, VeskErr *err);
+
+/* The run forms. Each returns -1 after a report and stops at the first
+ * failure: 1281 illegal sequence, 1282 incomplete sequence, 1283 a wide
+ * character the destination can't represent, 1284 no room (facility 1011).
+ * No replacement character is ever made.
+ *
+ * One character: the source (`*src`, `*srcleft` bytes; or one wide character
+ * at `*wsrc`) advances only on success, as does the destination when both
+ * `dst` and `dstleft` are given; without them nothing is written and the
+ * result says how many bytes the character needs. An empty source is
+ * reported as incomplete (1282). VeskCcsconv and VeskCcsconv_2mb give the
+ * bytes made, VeskCcsconv_2wc gives 1. */
+VESK_API int32_t VeskCcsconv(VeskCcscvtor *cvtor, const char **src, uint32_t *srcleft, char **dst,
+                             uint32_t *dstleft, VeskErr *err);
+VESK_API int32_t VeskCcsconv_2mb(VeskCcscvtor *cvtor, const char16_t **wsrc, uint32_t *wleft,
+                                 char **dst, uint32_t *dstleft, VeskErr *err);
+VESK_API int32_t VeskCcsconv_2wc(VeskCcscvtor *cvtor, const char **src, uint32_t *srcleft,
+                                 char16_t **wdst, uint32_t *wleft, VeskErr *err);
+
+/* Buffers. A length of VESK_CCS_TONUL (0xffffffff) runs to the NUL. A null
+ * destination (or, in the two forms that write to a size, a size of 0) counts
+ * and writes nothing. What was written before a failure stays.
+ * VeskCcsconv_b: `srclen` bytes; the NUL of the TONUL form is not converted
+ * and nothing ends the output; the bytes made.
+ * VeskCcsconv_b_2mb: `wlen` wide characters; in the TONUL form the NUL is
+ * converted and written but not counted; the bytes made.
+ * VeskCcsconv_b_2wc: `srclen` counts characters, not bytes, and a character
+ * may read up to `srcmax` bytes, so the buffer must hold whole characters;
+ * in the TONUL form the wide NUL is stored but not counted; the wide
+ * characters made. */
+#define VESK_CCS_TONUL 0xffffffffu
+VESK_API int32_t VeskCcsconv_b(VeskCcscvtor *cvtor, const char *src, uint32_t srclen, char *dst,
+                               uint32_t dstsize, VeskErr *err);
+VESK_API int32_t VeskCcsconv_b_2mb(VeskCcscvtor *cvtor, const char16_t *wsrc, uint32_t wlen,
+                                   char *dst, uint32_t dstsize, VeskErr *err);
+VESK_API int32_t VeskCcsconv_b_2wc(VeskCcscvtor *cvtor, const char *src, uint32_t srclen,
+                                   char16_t *wdst, uint32_t wsize, VeskErr *err);
+
+/* NUL-ended strings: the output ends with the destination's NUL, which the
+ * result doesn't count, and its room is not checked: ask for the length with
+ * a null destination first, or provide enough. */
+VESK_API int32_t VeskCcsconv_s(VeskCcscvtor *cvtor, const char *src, char *dst, VeskErr *err);
+VESK_API int32_t VeskCcsconv_s_2mb(VeskCcscvtor *cvtor, const char16_t *wsrc, char *dst,
+                                   VeskErr *err);
+VESK_API int32_t VeskCcsconv_s_2wc(VeskCcscvtor *cvtor, const char *src, char16_t *wdst,
+                                   VeskErr *err);
+
+/* Rows of "operations/ccsconv/Ccsconv" (family 1010) and of a converter set
+ * 3.1011.18.N of charset N (family 1011): a module adds a charset with
+ * nothing more than such a set. */
+#define VESK_CCSCONV_FAMILY VESK_FAC_CCSCONV
+#define VESK_CCSCONV_OP_OPEN  4
+#define VESK_CCSCONV_OP_CLOSE 5
+#define VESK_CCSCVT_FAMILY VESK_FAC_CCSCVT
+#define VESK_CCSCVT_SUB       18
+#define VESK_CCSCVT_OP_MB2WC  4
+#define VESK_CCSCVT_OP_WC2MB  5
+/* Bytes to one wide character, reading at most `avail` bytes; bytes used. */
+typedef int64_t (*VeskCcsMb2wcfn)(VeskClosure *cl, VeskErr *err, VeskCcscvtor *cvtor,
+                                  const unsigned char *mb, char16_t *wc, uint32_t avail);
+/* One wide character to bytes, writing at most `avail`; bytes made. */
+typedef int64_t (*VeskCcsWc2mbfn)(VeskClosure *cl, VeskErr *err, VeskCcscvtor *cvtor,
+                                  const char16_t *wc, unsigned char *mb, uint32_t avail);
+
+/* ------------------------------------------------------------------------ */
 /* Object life cycle                                                         */
 /* ------------------------------------------------------------------------ */
 
@@ -847,6 +1055,97 @@ VESK_API void *VeskLazydup(void *object, uintptr_t unused1, uintptr_t unused2, V
 VESK_API NuZmalloc *VeskPoolOpen(const VeskOid *key, uintptr_t granularity, VeskErr *status);
 VESK_API NuZmalloc *VeskPoolOpen_ooi(const VeskOid *key, uintptr_t granularity, VeskErr *status);
 VESK_API NuZmalloc *_VeskPoolOpen(VeskClass *cls, uintptr_t granularity, VeskErr *status);
+
+/* ------------------------------------------------------------------------ */
+/* Log messages                                                              */
+/* ------------------------------------------------------------------------ */
+
+/* The masks by which VeskLogStdattrname knows the ten standard attributes;
+ * 4 and 8 are free. */
+#define VESK_LOGATTR_IDENT    0x0001u
+#define VESK_LOGATTR_FACILITY 0x0002u
+#define VESK_LOGATTR_TIME     0x0010u
+#define VESK_LOGATTR_HOST     0x0020u
+#define VESK_LOGATTR_SENDER   0x0040u
+#define VESK_LOGATTR_PID      0x0080u
+#define VESK_LOGATTR_UID      0x0100u
+#define VESK_LOGATTR_GID      0x0200u
+#define VESK_LOGATTR_LEVEL    0x0400u
+#define VESK_LOGATTR_MESSAGE  0x0800u
+/* Number of standard attributes, at the head of every message. */
+#define VESK_LOGMSG_NSTD 10
+
+/* A log message: a reference-counted bag of string attributes for a logging
+ * system to pass around. The ten standard attributes have fixed places, in
+ * the order "Ident", "Facility", "Time", "Host", "Sender", "PID", "UID",
+ * "GID", "Level", "Message"; their keys point into a static table and a
+ * value is null while unset, the one shared empty string, or a private copy
+ * (a strdup block, released with free).
+ * Other attributes live in `dic`, in the order of their adding. Only `retain`
+ * is atomic: a message that several threads hold is read-only. */
+typedef struct VeskLogmsg {
+    int32_t retain;                     /* reference count, changed atomically */
+    NuLstrdicEntry std[VESK_LOGMSG_NSTD]; /* the standard attributes */
+    NuLstrdic dic;                      /* the others */
+} VeskLogmsg;
+
+/* The name of a syslog level, 0 "Emergency" to 7 "Debug"; "" outside. */
+VESK_API const char *VeskLogLevelname(int32_t level);
+/* The key of the standard attribute with this VESK_LOGATTR_ mask; "" for any
+ * other value. */
+VESK_API const char *VeskLogStdattrname(uint16_t mask);
+
+/* A new empty message with a count of 1, or null after the report of the
+ * failed allocation (32773, "_S_malloc.mm_alloc"). */
+VESK_API VeskLogmsg *VeskLogmsgOpen(VeskErr *err);
+/* A new message with a count of 1 and copies of all the attributes of
+ * `msg`, or null (nothing is left behind). */
+VESK_API VeskLogmsg *VeskLogmsgDup(const VeskLogmsg *msg, VeskErr *err);
+/* Writes `dst` as a copy of `src`, without releasing what `dst` held and
+ * without touching its count: give new zero-filled memory or a cleared
+ * message, whose dictionary array is reused. 0, or -1 when memory ran out,
+ * with `dst` cleared and nothing reported. A null message or `dst` equal to
+ * `src` is refused (258, 259). */
+VESK_API int64_t VeskLogmsgCopy(const VeskLogmsg *src, VeskLogmsg *dst, VeskErr *err);
+/* Adds 1 to the count and returns the new count; -1, with nothing changed,
+ * at the limit 0x7ffffffe or for a null message. */
+VESK_API int32_t VeskLogmsgRetain(VeskLogmsg *msg);
+/* Takes 1 from the count and returns the new count. At 0 the message is
+ * released with everything it holds; below 0 the result is -1 and nothing
+ * else happens. `reserved` is not used. */
+VESK_API int32_t VeskLogmsgRelease(VeskLogmsg *msg, uintptr_t reserved, VeskErr *err);
+/* VeskLogmsgRelease of a message that may be null; always 0. */
+VESK_API int64_t VeskLogmsgClose(VeskLogmsg *msg, VeskErr *err);
+/* Unsets the standard attributes and releases the others; the dictionary
+ * keeps its room and the count stays. 0, or -1 for a null message. */
+VESK_API int64_t VeskLogmsgClear(VeskLogmsg *msg);
+
+/* The attribute calls compare `key` byte by byte with the ten standard keys
+ * first ("Level" is standard, "level" is not), then go to the dictionary,
+ * whose reports (facility 0) they pass on. A null value counts as "".
+ * VeskLogmsgAdd refuses a standard key that is set (1190, 49201, variant 1,
+ * the key) and a dictionary key that exists; VeskLogmsgReplace sets or
+ * replaces; VeskLogmsgRemove unsets a standard attribute (set or not, 0) or
+ * deletes a dictionary one (reported when missing). 0 or negative. A copy of
+ * a standard value that can't be made leaves the value unset, with 0. */
+VESK_API int64_t VeskLogmsgAdd(VeskLogmsg *msg, const char *key, const char *value, VeskErr *err);
+VESK_API int64_t VeskLogmsgReplace(VeskLogmsg *msg, const char *key, const char *value,
+                                   VeskErr *err);
+VESK_API int64_t VeskLogmsgRemove(VeskLogmsg *msg, const char *key, VeskErr *err);
+/* The value of `key`: null for an unset standard attribute, and null after
+ * the dictionary's report (49170) for a key that is nowhere. */
+VESK_API const char *VeskLogmsgValue(const VeskLogmsg *msg, const char *key, VeskErr *err);
+
+/* The attributes as one list: 0 to 9 the standard ones, set or not, then the
+ * dictionary's entries. VeskLogmsgCount is 10 plus the dictionary's entries
+ * (-1 for a null message). VeskLogmsgGet stores the key and value of entry
+ * `index` where asked (an unset standard one has a null value); 0 or -1.
+ * VeskLogmsgKey gives its key, or null. An index outside the list reports
+ * 1190, 259, variant 3, "msglog", "get" or "key", "@index". */
+VESK_API int32_t VeskLogmsgCount(const VeskLogmsg *msg);
+VESK_API int64_t VeskLogmsgGet(const VeskLogmsg *msg, int32_t index, const char **key,
+                               const char **value, VeskErr *err);
+VESK_API const char *VeskLogmsgKey(const VeskLogmsg *msg, int32_t index, VeskErr *err);
 
 /* ------------------------------------------------------------------------ */
 /* Notifiers and listeners                                                   */

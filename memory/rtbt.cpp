@@ -2,8 +2,8 @@
 // Right-threaded tree: the insert and take-out entry points.
 //
 // Sixteen entry points, one algorithm. Each is the core of rtbt.hpp (plain or
-// balanced) wrapped in one level of ownership, which decides only what
-// happens at the ends:
+// balanced) wrapped in one level of ownership (rtbt_levels.hpp), which
+// decides only what happens at the ends:
 //
 //   level            insert           take out                ends
 //   element          NuRTBTInsert     NuRTBTDelete            node allocated, element dup'ed /
@@ -12,162 +12,17 @@
 //   node             NuRTBTInsnode    NuRTBTRmnode            caller's node; counted
 //   link only        _NuRTBTLinknode  _NuRTBTUnlinknode       caller's node; not counted, no
 //                                                             report, first/last kept for the caller
-#include "memory/rtbt.hpp"
+#include "memory/rtbt_levels.hpp"
 
 using namespace vesk::rtbt;
 
 namespace {
 
-[[gnu::cold, gnu::noinline]] void report(VeskErr *status, Outcome outcome, const char *param) {
-    switch (outcome) {
-    case Outcome::exists:
-        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RTBT, VESK_E_ENTRYEXISTS, 0, 2, param);
-        break;
-    case Outcome::too_deep:
-        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RTBT, VESK_E_TOODEEP, 0, 0);
-        break;
-    case Outcome::missing:
-        VeskMkerr(nullptr, status, 0, 0, 0, VESK_FAC_RTBT, VESK_E_NOMATCH, 0, 2, "@request");
-        break;
-    case Outcome::done:
-        break;
-    }
-}
-
-// The counted levels report into the caller's record and keep `count`; the
-// caller's first and last pointers are not theirs to write.
-struct Counted {
-    VeskErr *status;
-    void null_argument(const char *param) const { report_null(status, param); }
-    static Ends ends() { return {}; }
-    static void entered(NuRTBT *tree) { ++tree->count; }
-    static void left(NuRTBT *tree) { --tree->count; }
-    void failed(Outcome outcome, const char *param) const { report(status, outcome, param); }
-};
-
-// The link level has no record and no count: the caller keeps its own first
-// and last node instead.
-struct Linked {
-    Ends pointers;
-    static void null_argument(const char *) {}
-    Ends ends() const { return pointers; }
-    static void entered(NuRTBT *) {}
-    static void left(NuRTBT *) {}
-    static void failed(Outcome, const char *) {}
-};
-
-// --- Insert ends ------------------------------------------------------------
-
-struct ElementIn : Counted {
-    static constexpr const char *kParam = "@user-info";
-    NuRTBTNode *node_for(const NuBtninfo *btninfo, uintptr_t info) const {
-        return make_element_node(btninfo, info, status);
-    }
-    static void undo(const NuBtninfo *btninfo, NuRTBTNode *node) {
-        release_element(btninfo, node->data);
-        NuMfree(node);
-    }
-    static NuRTBTNode *result(NuRTBTNode *node) { return node; }
-    static NuRTBTNode *failure() { return nullptr; }
-};
-
-struct NodeIn : Counted {
-    static constexpr const char *kParam = "@node";
-    NuRTBTNode *node_for(const NuBtninfo *, NuRTBTNode *node) const {
-        if (node == nullptr)
-            null_argument(kParam);
-        return node;
-    }
-    static void undo(const NuBtninfo *, NuRTBTNode *) {}
-    static NuRTBTNode *result(NuRTBTNode *node) { return node; }
-    static NuRTBTNode *failure() { return nullptr; }
-};
-
-struct LinkIn : Linked {
-    static constexpr const char *kParam = nullptr;
-    static NuRTBTNode *node_for(const NuBtninfo *, NuRTBTNode *node) { return node; }
-    static void undo(const NuBtninfo *, NuRTBTNode *) {}
-    static int64_t result(NuRTBTNode *) { return 0; }
-    static int64_t failure() { return -1; }
-};
-
-// A refused insertion reports first, then gives back what the level made, so
-// the tree is as it was and the comparisons are the only effect.
-template <class Level>
-inline bool arguments_ok(const NuRTBT *tree, const NuBtninfo *btninfo, const Level &level) {
-    if (tree != nullptr && can_compare(btninfo)) [[likely]]
-        return true;
-    level.null_argument(tree == nullptr ? "@tree" : "@btninfo");
-    return false;
-}
-
-template <bool kBalanced, class Level, class Input>
-inline auto insert(NuRTBT *tree, const NuBtninfo *btninfo, Input input, int dups,
-                   const Level &level) {
-    if (!arguments_ok(tree, btninfo, level))
-        return Level::failure();
-    NuRTBTNode *const node = level.node_for(btninfo, input);
-    if (node == nullptr)
-        return Level::failure();
-    const Outcome outcome = with_compare(btninfo, [&](auto cmp) {
-        return insert_node<kBalanced>(tree, cmp, node, dups != 0, level.ends());
-    });
-    if (outcome != Outcome::done) [[unlikely]] {
-        level.failed(outcome, Level::kParam);
-        level.undo(btninfo, node);
-        return Level::failure();
-    }
-    level.entered(tree);
-    return Level::result(node);
-}
-
-// --- Take-out ends ----------------------------------------------------------
-
-struct DeleteOut : Counted {
-    static int64_t taken(const NuBtninfo *btninfo, NuRTBTNode *node) {
-        release_element(btninfo, node->data);
-        NuMfree(node);
-        return 0;
-    }
-    static int64_t failure() { return -1; }
-};
-
-// A null element is a legitimate result, so failure is the all-ones word.
-struct RemoveOut : Counted {
-    static uintptr_t taken(const NuBtninfo *, NuRTBTNode *node) {
-        const uintptr_t element = node->data;
-        NuMfree(node);
-        return element;
-    }
-    static uintptr_t failure() { return NU_RTBT_NOELEMENT; }
-};
-
-struct RmnodeOut : Counted {
-    static NuRTBTNode *taken(const NuBtninfo *, NuRTBTNode *node) { return node; }
-    static NuRTBTNode *failure() { return nullptr; }
-};
-
-struct UnlinkOut : Linked {
-    static NuRTBTNode *taken(const NuBtninfo *, NuRTBTNode *node) { return node; }
-    static NuRTBTNode *failure() { return nullptr; }
-};
-
-template <bool kBalanced, class Level>
-inline auto take_out(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
-                     const Level &level) {
-    if (!arguments_ok(tree, btninfo, level))
-        return Level::failure();
-    NuRTBTNode *node = nullptr;
-    const Outcome outcome = with_compare(btninfo, [&](auto cmp) {
-        return detach_node<kBalanced>(tree, cmp, request, level.ends(), node);
-    });
-    if (outcome != Outcome::done) [[unlikely]] {
-        level.failed(outcome, nullptr);
-        return Level::failure();
-    }
-    level.left(tree);
-    return Level::taken(btninfo, node);
-}
+using Element = ElementIn<PlainTree>;
+using Nodes = NodeIn<PlainTree>;
+using Delete = DeleteOut<PlainTree>;
+using Remove = RemoveOut<PlainTree>;
+using Rmnode = RmnodeOut<PlainTree>;
 
 [[gnu::cold, gnu::noinline]] NuRTBTNode *missing(VeskErr *status) {
     report(status, Outcome::missing, nullptr);
@@ -206,54 +61,54 @@ VESK_API NuRTBTNode *NuRTBTFind(const NuRTBT *tree, const NuBtninfo *btninfo, ui
 
 VESK_API NuRTBTNode *NuRTBTInsert(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t userinfo,
                                   int dups, VeskErr *status) {
-    return insert<false>(tree, btninfo, userinfo, dups, ElementIn{{status}});
+    return insert<false>(tree, btninfo, userinfo, dups, Element{{status}});
 }
 
 VESK_API NuRTBTNode *NuRTBTInsert_b(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t userinfo,
                                     int dups, VeskErr *status) {
-    return insert<true>(tree, btninfo, userinfo, dups, ElementIn{{status}});
+    return insert<true>(tree, btninfo, userinfo, dups, Element{{status}});
 }
 
 VESK_API int64_t NuRTBTDelete(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                               VeskErr *status) {
-    return take_out<false>(tree, btninfo, request, DeleteOut{{status}});
+    return take_out<false>(tree, btninfo, request, Delete{{status}});
 }
 
 VESK_API int64_t NuRTBTDelete_b(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                 VeskErr *status) {
-    return take_out<true>(tree, btninfo, request, DeleteOut{{status}});
+    return take_out<true>(tree, btninfo, request, Delete{{status}});
 }
 
 VESK_API uintptr_t NuRTBTRemove(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                 VeskErr *status) {
-    return take_out<false>(tree, btninfo, request, RemoveOut{{status}});
+    return take_out<false>(tree, btninfo, request, Remove{{status}});
 }
 
 VESK_API uintptr_t NuRTBTRemove_b(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                   VeskErr *status) {
-    return take_out<true>(tree, btninfo, request, RemoveOut{{status}});
+    return take_out<true>(tree, btninfo, request, Remove{{status}});
 }
 
 // --- Node level -------------------------------------------------------------
 
 VESK_API NuRTBTNode *NuRTBTInsnode(NuRTBT *tree, const NuBtninfo *btninfo, NuRTBTNode *node,
                                    int dups, VeskErr *status) {
-    return insert<false>(tree, btninfo, node, dups, NodeIn{{status}});
+    return insert<false>(tree, btninfo, node, dups, Nodes{{status}});
 }
 
 VESK_API NuRTBTNode *NuRTBTInsnode_b(NuRTBT *tree, const NuBtninfo *btninfo, NuRTBTNode *node,
                                      int dups, VeskErr *status) {
-    return insert<true>(tree, btninfo, node, dups, NodeIn{{status}});
+    return insert<true>(tree, btninfo, node, dups, Nodes{{status}});
 }
 
 VESK_API NuRTBTNode *NuRTBTRmnode(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                   VeskErr *status) {
-    return take_out<false>(tree, btninfo, request, RmnodeOut{{status}});
+    return take_out<false>(tree, btninfo, request, Rmnode{{status}});
 }
 
 VESK_API NuRTBTNode *NuRTBTRmnode_b(NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                     VeskErr *status) {
-    return take_out<true>(tree, btninfo, request, RmnodeOut{{status}});
+    return take_out<true>(tree, btninfo, request, Rmnode{{status}});
 }
 
 // --- Link level -------------------------------------------------------------

@@ -11,6 +11,11 @@
 // where `right` is), so a descent starts at the head going left and treats
 // the root as the head's left child. The head's flag word is the low half of
 // its reserved word: nothing here reads or writes the flags of the head.
+//
+// The core is written over the head type and over where the head keeps its
+// first and last nodes (`Ends`), so that the sequenced tree, whose head is
+// larger and keeps them itself, runs this same code: everything that tree
+// adds happens after the core has answered (rtbt_levels.hpp).
 #pragma once
 
 #include <cstdint>
@@ -34,6 +39,7 @@ inline Dir opposite(Dir d) { return d == kLeft ? kRight : kLeft; }
 inline Dir dir_of(intptr_t cmp) { return cmp > 0 ? kLeft : kRight; }
 
 inline NuRTBTNode *head_node(NuRTBT *tree) { return reinterpret_cast<NuRTBTNode *>(tree); }
+inline NuRTBTNode *head_node(NuSRTBT *tree) { return reinterpret_cast<NuRTBTNode *>(tree); }
 
 
 // The child in direction d, or null where there is none (a thread is none).
@@ -90,6 +96,7 @@ inline auto with_compare(const NuBtninfo *btninfo, Fn &&fn) {
 
 // ---------------------------------------------------------------------------
 // What the core answers, and the caller's first/last pointers (link level).
+// Any type with set_first and set_last can stand in for Ends.
 
 enum class Outcome { done, exists, too_deep, missing };
 
@@ -109,7 +116,8 @@ struct Ends {
 // Hangs `node` below q in direction dir, where the descent ended, and threads
 // it. Its own data is kept; every other field is written. The first and last
 // bits move to the new node when it takes over the end of the order.
-inline void attach(NuRTBT *tree, NuRTBTNode *q, Dir dir, NuRTBTNode *node, const Ends &ends) {
+template <class Head, class EndsT>
+inline void attach(Head *tree, NuRTBTNode *q, Dir dir, NuRTBTNode *node, const EndsT &ends) {
     node->left = nullptr;
     node->right = q;
     if (q == head_node(tree)) {
@@ -252,8 +260,8 @@ inline void rebalance_after_insert(NuRTBTNode *z, Dir zdir, NuRTBTNode *y, unsig
     set_link(z, zdir, top);
 }
 
-template <bool kBalanced, class Cmp>
-Outcome insert_node(NuRTBT *tree, Cmp cmp, NuRTBTNode *node, bool dups, const Ends &ends) {
+template <bool kBalanced, class Head, class Cmp, class EndsT>
+Outcome insert_node(Head *tree, Cmp cmp, NuRTBTNode *node, bool dups, const EndsT &ends) {
     NuRTBTNode *const head = head_node(tree);
     const uintptr_t value = node->data;
     NuRTBTNode *q = head;
@@ -339,8 +347,8 @@ inline void rebalance_after_detach(PathEntry *path, unsigned top) {
     }
 }
 
-template <bool kBalanced, class Cmp>
-Outcome detach_node(NuRTBT *tree, Cmp cmp, uintptr_t request, const Ends &ends,
+template <bool kBalanced, class Head, class Cmp, class EndsT>
+Outcome detach_node(Head *tree, Cmp cmp, uintptr_t request, const EndsT &ends,
                     NuRTBTNode *&found) {
     NuRTBTNode *const head = head_node(tree);
     [[maybe_unused]] PathEntry path[kBalanced ? kPathMax : 1];
@@ -470,15 +478,16 @@ inline bool can_compare(const NuBtninfo *btninfo) {
 // ---------------------------------------------------------------------------
 // Element ownership, shared by the element-level inserts and the copy.
 
-// A node holding dup(info), or null after a report re-stamped with the tree's
-// family. A null info is stored as 0 without calling dup; a table without dup
-// can't take any other.
-inline NuRTBTNode *make_element_node(const NuBtninfo *btninfo, uintptr_t info, VeskErr *status) {
+// A node of `size` bytes (the tree's node record) holding dup(info), or null
+// after a report re-stamped with the tree's family. A null info is stored as
+// 0 without calling dup; a table without dup can't take any other.
+inline NuRTBTNode *make_element_node(const NuBtninfo *btninfo, uintptr_t info, VeskErr *status,
+                                     size_t size = sizeof(NuRTBTNode)) {
     if (info != 0 && btninfo->dup == nullptr) {
         report_null(status, "@btninfo");
         return nullptr;
     }
-    auto *node = static_cast<NuRTBTNode *>(_NuMcalloc(1, sizeof(NuRTBTNode), status));
+    auto *node = static_cast<NuRTBTNode *>(_NuMcalloc(1, size, status));
     if (node == nullptr) {
         VESK_STATUS_RESTAMP(status, VESK_FAC_RTBT);
         return nullptr;

@@ -35,7 +35,7 @@ bool copy_tree(NuRTBT *tree, const NuBtninfo *btninfo, const NuRTBTNode *root, V
         NuRTBTNode *const node = make_element_node(btninfo, p.src->data, status);
         if (node == nullptr)
             return false;
-        attach(tree, p.parent, p.dir, node, {});
+        attach(tree, p.parent, p.dir, node, Ends{});
         set_flag(node, p.src->flags & NU_RTBT_BALANCE);
         ++tree->count;
         if (has_right_child(p.src) && !stack.push({p.src->right, node, kRight})) {

@@ -33,24 +33,23 @@ static_assert(offsetof(VeskFrame, fn) == VESK_FRAME_FN_OFFSET,
               "__vesk_call_tramp loads fn at VESK_FRAME_FN_OFFSET");
 static_assert(offsetof(VeskFrame, cl) == 0, "a frame is passed as its closure");
 
+namespace vesk::rt {
+
+constinit thread_local FrameBlock *t_frames [[gnu::tls_model("initial-exec")]] = nullptr;
+
+}  // namespace vesk::rt
+
+using namespace vesk::rt;
+
 namespace {
 
-constexpr int32_t kFrames = VESK_FRAMES_PER_THREAD;
-
-struct Block {
-    int32_t depth;     // frames in use: frame i is in use when i < depth
-    int32_t transient; // made after the thread's exit destructors; freed with its last frame
-    VeskFrame frames[kFrames];
-};
-
-constinit thread_local Block *t_block [[gnu::tls_model("initial-exec")]] = nullptr;
 // Set once the thread's exit destructor has freed its block.
 constinit thread_local bool t_reaped = false;
 
 // Frees the thread's block at thread exit; registered when the block is made.
 void reap(void *) {
-    Block *b = t_block;
-    t_block = nullptr;
+    FrameBlock *b = t_frames;
+    t_frames = nullptr;
     t_reaped = true;
     std::free(b);
 }
@@ -73,63 +72,47 @@ bool arm_reaper() {
     std::abort();
 }
 
-[[gnu::cold, gnu::noinline]] Block *make_block() {
-    auto *b = static_cast<Block *>(std::calloc(1, sizeof(Block)));
+}  // namespace
+
+namespace vesk::rt {
+
+FrameBlock *make_frame_block() {
+    auto *b = static_cast<FrameBlock *>(std::calloc(1, sizeof(FrameBlock)));
     if (b == nullptr)
         stop("can not allocate the frames of this thread.");
     // Without an exit destructor (after it ran, or if it could not be
     // registered) the block goes with its last frame.
     if (t_reaped || !arm_reaper())
         b->transient = 1;
-    t_block = b;
+    t_frames = b;
     return b;
 }
 
-[[noreturn, gnu::cold, gnu::noinline]] void overflow() {
-    stop("more than 512 nested operation calls on one thread.");
-}
+void frames_overflow() { stop("more than 512 nested operation calls on one thread."); }
 
-// Past the common case: a transient block's last frame, or a give without a
-// take, which leaves the depth at 0.
-[[gnu::cold, gnu::noinline]] void give_slow(Block *b) {
+void give_frame_slow(FrameBlock *b) {
     if (b->depth <= 0)
         return;
     if (--b->depth == 0 && b->transient) {
-        t_block = nullptr;
+        t_frames = nullptr;
         std::free(b);
     }
 }
 
-}  // namespace
+}  // namespace vesk::rt
 
 extern "C" {
 
 VESK_API VeskFrame *__vesk_closure_tramp_att(void) {
-    Block *b = t_block;
-    if (b == nullptr) [[unlikely]]
-        b = make_block();
-    const int32_t depth = b->depth;
-    if (static_cast<uint32_t>(depth) >= static_cast<uint32_t>(kFrames)) [[unlikely]]
-        overflow();
-    b->depth = depth + 1;
-    return &b->frames[depth];
+    FrameBlock *b;
+    return take_frame(b);
 }
 
 VESK_API void __vesk_closure_tramp_det(void) {
-    Block *b = t_block;
+    FrameBlock *b = t_frames;
     if (b == nullptr) [[unlikely]]
         return;  // nothing was taken on this thread since its block went
-    const int32_t depth = b->depth;
-    if ((depth <= 0) | (b->transient != 0)) [[unlikely]]
-        return give_slow(b);
-    b->depth = depth - 1;
+    give_frame(b);
 }
 
 }  // extern "C"
-
-namespace vesk::rt {
-
-VeskFrame *take_frame() __attribute__((alias("__vesk_closure_tramp_att")));
-void give_frame() __attribute__((alias("__vesk_closure_tramp_det")));
-
-}  // namespace vesk::rt

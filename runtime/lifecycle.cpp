@@ -60,12 +60,12 @@ VESK_API void *VeskAlloc(void *cls, uint32_t flags, void *mem, uint32_t extra, V
     }
     if (refuse_alloc(cls, status))
         return nullptr;
-    return pointer_or_null(call_row<int64_t>(cls, VESK_FAC_CTOR, kAllocRow, status, flags, mem, extra));
+    return pointer_or_null(call_row<VESK_FAC_CTOR, kAllocRow, int64_t>(cls, status, flags, mem, extra));
 }
 
 VESK_API int64_t _VeskInit(void *cls, void *object, void **params, uint32_t nparams,
                            VeskErr *status) {
-    return call_row<int64_t>(cls, VESK_FAC_CTOR, kInitRow, status, object, params, nparams);
+    return call_row<VESK_FAC_CTOR, kInitRow, int64_t>(cls, status, object, params, nparams);
 }
 
 VESK_API int64_t VeskInit(void *object, void **params, uint32_t nparams, VeskErr *status) {
@@ -84,7 +84,7 @@ VESK_API void *VeskInitDeallocIfError(void *object, void **params, uint32_t npar
 }
 
 VESK_API int64_t _VeskFini(void *cls, void *object, uint32_t flags, VeskErr *status) {
-    return call_row<int64_t>(cls, VESK_FAC_CTOR, kFiniRow, status, object, flags);
+    return call_row<VESK_FAC_CTOR, kFiniRow, int64_t>(cls, status, object, flags);
 }
 
 VESK_API int64_t VeskFini(void *object, uint32_t flags, VeskErr *status) {
@@ -92,7 +92,7 @@ VESK_API int64_t VeskFini(void *object, uint32_t flags, VeskErr *status) {
 }
 
 VESK_API int64_t _VeskDealloc(void *cls, void *object, uint32_t flags, VeskErr *status) {
-    return call_row<int64_t>(cls, VESK_FAC_CTOR, kDeallocRow, status, object, flags);
+    return call_row<VESK_FAC_CTOR, kDeallocRow, int64_t>(cls, status, object, flags);
 }
 
 VESK_API int64_t VeskDealloc(void *object, uint32_t flags, VeskErr *status) {
@@ -101,18 +101,18 @@ VESK_API int64_t VeskDealloc(void *object, uint32_t flags, VeskErr *status) {
 
 VESK_API void *VeskDup4(void *source, uint32_t flags, void *mem, uint32_t extra, VeskErr *status) {
     return clone_result(
-        call_row<int64_t>(source, VESK_FAC_DUP, kDup4Row, status, source, flags, mem, extra));
+        call_row<VESK_FAC_DUP, kDup4Row, int64_t>(source, status, source, flags, mem, extra));
 }
 
 VESK_API void *VeskDup5(void *source, uint32_t flags, void *mem, uint32_t extra, void **params,
                         VeskErr *status) {
-    return clone_result(call_row<int64_t>(source, VESK_FAC_DUP, kDup5Row, status, source, flags, mem,
+    return clone_result(call_row<VESK_FAC_DUP, kDup5Row, int64_t>(source, status, source, flags, mem,
                                           extra, params));
 }
 
 VESK_API void *VeskDupf(void *source, uint32_t flags, void *mem, uint32_t extra, void *pred,
                         VeskErr *status) {
-    return clone_result(call_row<int64_t>(source, VESK_FAC_DUP, kDupfRow, status, source, flags, mem,
+    return clone_result(call_row<VESK_FAC_DUP, kDupfRow, int64_t>(source, status, source, flags, mem,
                                           extra, pred));
 }
 
@@ -125,35 +125,35 @@ VESK_API void *VeskDups2(void *source, uint32_t flags, uintptr_t, VeskErr *statu
 }
 
 VESK_API int64_t VeskGetdescriptor(void *object, VeskDescriptorInfo *descriptor, VeskErr *status) {
-    return call_row<int64_t>(object, VESK_FAC_DESTOR, kGetRow, status, descriptor);
+    return call_row<VESK_FAC_DESTOR, kGetRow, int64_t>(object, status, descriptor);
 }
 
 VESK_API int64_t VeskGetdescriptor_l(void *object, VeskDescriptorInfo *descriptor,
                                      const char *locale, VeskErr *status) {
-    return call_row<int64_t>(object, VESK_FAC_DESTOR, kGetLRow, status, descriptor, locale);
+    return call_row<VESK_FAC_DESTOR, kGetLRow, int64_t>(object, status, descriptor, locale);
 }
 
 VESK_API int32_t VeskRetain(void *object, VeskErr *status) {
-    return static_cast<int32_t>(call_row<int64_t>(object, VESK_FAC_UCNTL, kRetainRow, status));
+    return static_cast<int32_t>(call_row<VESK_FAC_UCNTL, kRetainRow, int64_t>(object, status));
 }
 
 VESK_API int32_t VeskRelease(void *object, uint32_t flags, VeskErr *status) {
-    return static_cast<int32_t>(call_row<int64_t>(object, VESK_FAC_UCNTL, kReleaseRow, status, flags));
+    return static_cast<int32_t>(call_row<VESK_FAC_UCNTL, kReleaseRow, int64_t>(object, status, flags));
 }
 
 VESK_API int32_t _VeskRetainvalue(void *object, int32_t value, VeskErr *status) {
     return static_cast<int32_t>(
-        call_row<int64_t>(object, VESK_FAC_UCNTL, kRetainValueRow, status, value));
+        call_row<VESK_FAC_UCNTL, kRetainValueRow, int64_t>(object, status, value));
 }
 
 VESK_API int32_t VeskCompare(void *left, const void *right) {
     return static_cast<int32_t>(
-        call_row<int64_t>(left, VESK_FAC_UCNTL, kCompareRow, nullptr, static_cast<const void *>(left),
+        call_row<VESK_FAC_UCNTL, kCompareRow, int64_t>(left, nullptr, static_cast<const void *>(left),
                           right));
 }
 
 VESK_API int32_t VeskHash(void *object, VeskErr *status) {
-    return static_cast<int32_t>(call_row<int64_t>(object, VESK_FAC_UCNTL, kHashRow, status));
+    return static_cast<int32_t>(call_row<VESK_FAC_UCNTL, kHashRow, int64_t>(object, status));
 }
 
 VESK_API void *VeskLazydup(void *object, uintptr_t, uintptr_t, VeskErr *status) {

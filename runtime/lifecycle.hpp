@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The life-cycle front ends' one sequence: take a frame, look the row up on
 // the target (a stub row on a miss, which reports when called), call it
-// through a pointer of the row's real type, give the frame back.
+// through a pointer of the row's real type, give the frame back. Every call
+// walks again: a module linked or unplugged is seen by the next call.
 #pragma once
 
 #include "closure.hpp"
+#include "lookup.hpp"
+#include "stub.hpp"
 #include "vesk.h"
 
 namespace vesk::rt {
@@ -20,13 +23,31 @@ enum UcntlRow : uint16_t {
     kCompareRow = 8,
 };
 
+// The walk is VeskLookupoporstub's, inline: the key is the caller's and the
+// closure is the frame, so that neither needs the checks of the exported form.
 template <class Result, class... Args>
-Result call_row(void *target, uint16_t family, uint16_t opnum, VeskErr *status, Args... args) {
+[[gnu::always_inline]] inline Result call_by_key(void *target, const VeskOid *key,
+                                                 VeskErr *status, Args... args) {
     FrameScope frame;
-    const VeskOid key = {2, opnum, {3, family, 0, 0, 0, 0}};
-    VeskOprow *row = VeskLookupoporstub(target, &key, frame.closure());
+    VeskOprow *row = find_op_checked(target, key, frame.closure(), stub_row);
     using Fn = Result (*)(VeskClosure *, VeskErr *, Args...);
     return reinterpret_cast<Fn>(row->fn)(frame.closure(), status, args...);
+}
+
+// Row `opnum` of the interface 3.`family`.
+template <class Result, class... Args>
+inline Result call_row(void *target, uint16_t family, uint16_t opnum, VeskErr *status,
+                       Args... args) {
+    const VeskOid key = {2, opnum, {VESK_CAT_OPS, family, 0, 0, 0, 0}};
+    return call_by_key<Result>(target, &key, status, args...);
+}
+
+// The same with the interface and row known at compile time, as in the
+// front ends: the key is a constant of the program, not built at each call.
+template <uint16_t kFamily, uint16_t kOpnum, class Result, class... Args>
+inline Result call_row(void *target, VeskErr *status, Args... args) {
+    static constexpr VeskOid kKey = {2, kOpnum, {VESK_CAT_OPS, kFamily, 0, 0, 0, 0}};
+    return call_by_key<Result>(target, &kKey, status, args...);
 }
 
 // The three walks over an object's service elements (pod_init, pod_fini,

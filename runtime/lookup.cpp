@@ -1,56 +1,16 @@
 // SPDX-License-Identifier: MIT
-// Operation lookup: the dispatch of the runtime.
-//
-// A walk climbs from an object through its class to its module, and at each
-// record considers only the first service element that matches the key. The
-// path is taken by every front-end call and has no cache, so it compares
-// identifiers and nothing else: no lock, no allocation, no string.
+// Operation lookup: the dispatch of the runtime. The walk itself is inline
+// in lookup.hpp; here are the exported forms, which check what they are
+// given and report a miss.
 #include <cstdarg>
 
 #include "lookup.hpp"
 #include "object.hpp"
 #include "report.hpp"
-#include "selist.hpp"
 
 using namespace vesk::rt;
 
 namespace {
-
-// Records a walk may pass: instance, class, module, and one more per kind-3
-// reference the underscore forms pass through. A longer chain fails the
-// lookup like any other miss.
-constexpr unsigned kChainMax = 8;
-
-struct Found {
-    VeskSe *se;
-    void *holder;
-};
-
-// With kRows the set must also have row key->opnum; a set that is too short
-// sends the walk on upward.
-template <bool kRows>
-inline bool walk(void *obj, const VeskOid *key, Found &out) {
-    void *chain[kChainMax];
-    void *rec = obj;
-    for (unsigned level = 0; rec != nullptr && level < kChainMax; ++level) {
-        chain[level] = rec;
-        const Head *h = head(rec);
-        if (h->flags & VESK_F_SELIST) {
-            VeskSe *se = selist_find(selist_of(rec), key);
-            if (se != nullptr && level >= se->depth &&
-                (!kRows || key->opnum < se->ops->opcount)) {
-                out = {se, chain[level - se->depth]};
-                return true;
-            }
-        }
-        rec = h->super;
-    }
-    return false;
-}
-
-inline void *pod_at(void *holder, const VeskSe *se) {
-    return se->podoff != 0 ? static_cast<char *>(holder) + se->podoff : nullptr;
-}
 
 [[gnu::cold, gnu::noinline]] void report_inappropriate(VeskErr *status, const VeskOid *key, const void *object) {
     report(status, VESK_E_INAPPROPRIATE, 0, 5, int{key->opnum},
@@ -61,70 +21,39 @@ inline void *pod_at(void *holder, const VeskSe *se) {
     report(status, VESK_E_NOMATCH, 0, 1, int{key->comp[1]});
 }
 
-inline VeskOprow *lookup_by_walk(void *object, const VeskOid *key, VeskClosure *closure,
-                          VeskErr *status) {
-    Found f;
-    if (!walk<true>(object, key, f)) {
+// The miss of the reporting lookups: a report naming the object the walk
+// started from, and null.
+struct ReportMiss {
+    VeskErr *status;
+    const VeskOid *key;
+    VeskOprow *operator()(void *self, VeskClosure *) const {
         if (status != nullptr)
-            report_inappropriate(status, key, object);
+            report_inappropriate(status, key, self);
         return nullptr;
     }
-    *closure = {object, f.holder, pod_at(f.holder, f.se), f.se->ops, int32_t{key->opnum}};
-    return &f.se->ops->rows[key->opnum];
+};
+
+VeskOprow *lookup_by_walk(void *object, const VeskOid *key, VeskClosure *closure,
+                          VeskErr *status) {
+    return find_op_plain_checked(object, key, closure, ReportMiss{status, key});
+}
+
+VeskOprow *lookup_seobj_aware(void *object, const VeskOid *key, VeskClosure *closure,
+                              VeskErr *status) {
+    return find_op_checked(object, key, closure, ReportMiss{status, key});
 }
 
 // A reference bound to a set that matches the key: the set is the answer.
-inline const VeskSeobj *bound_match(const void *object, const VeskOid *key) {
+const VeskSeobj *bound_match(const void *object, const VeskOid *key) {
     if (object == nullptr || !is_kind(object, VESK_KIND_SEOBJ))
         return nullptr;
     const auto *ref = static_cast<const VeskSeobj *>(object);
-    const VeskOps *bound = ref->cl.ops;
-    return bound != nullptr && oid_matches(&bound->rec.oid, key) ? ref : nullptr;
-}
-
-// The object a walk starts from when a reference is not asked for its own set.
-inline void *walk_start(void *object) {
-    return object != nullptr && is_kind(object, VESK_KIND_SEOBJ)
-               ? static_cast<VeskSeobj *>(object)->cl.self
-               : object;
-}
-
-inline VeskOprow *lookup_seobj_aware(void *object, const VeskOid *key, VeskClosure *closure,
-                              VeskErr *status) {
-    if (const VeskSeobj *ref = bound_match(object, key)) {
-        VeskOps *bound = ref->cl.ops;
-        if (key->opnum >= bound->opcount) {
-            if (status != nullptr)
-                report_inappropriate(status, key, ref->cl.self);
-            return nullptr;
-        }
-        *closure = ref->cl;
-        closure->opnum = key->opnum;
-        return &bound->rows[key->opnum];
-    }
-    return lookup_by_walk(walk_start(object), key, closure, status);
+    return bound_matches(ref, key) ? ref : nullptr;
 }
 
 }  // namespace
 
 namespace vesk::rt {
-
-// A key no lookup accepts, or no closure to fill, is a miss: the stub answers.
-VeskOprow *find_op(void *object, const VeskOid *key, VeskClosure *closure, MissFn miss) {
-    if (!oid_usable(key) || closure == nullptr) [[unlikely]]
-        return miss(walk_start(object), closure);
-    if (VeskOprow *row = lookup_seobj_aware(object, key, closure, nullptr)) [[likely]]
-        return row;
-    return miss(walk_start(object), closure);
-}
-
-VeskOprow *find_op_plain(void *object, const VeskOid *key, VeskClosure *closure, MissFn miss) {
-    if (!oid_usable(key) || closure == nullptr) [[unlikely]]
-        return miss(object, closure);
-    if (VeskOprow *row = lookup_by_walk(object, key, closure, nullptr)) [[likely]]
-        return row;
-    return miss(object, closure);
-}
 
 VeskOid oid_from_args(uint16_t category, int opnum, int c1, va_list args) {
     VeskOid key{2, static_cast<uint16_t>(opnum), {category, static_cast<uint16_t>(c1)}};

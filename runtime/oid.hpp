@@ -3,6 +3,9 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
 
 #include "vesk.h"
 
@@ -30,19 +33,116 @@ inline int32_t prefix_compare(const VeskOid *a, const VeskOid *b, unsigned n) {
     return 0;
 }
 
-// The same answer as prefix_compare(a, b, common_length(a, b)) == 0. The
-// family (component 1) tells most identifiers apart, and component 0 is the
-// same category in nearly every comparison, so the family goes first.
+// ---------------------------------------------------------------------------
+// Matching by words
+//
+// A lookup only asks whether two identifiers match, and asks it for every
+// element it passes. The six components are read as two words, four lanes of
+// 16 bits and two, and compared all at once: a lane refuses when the XOR of
+// the two lanes is not zero and neither lane is zero (the wildcard). The key
+// is prepared once per walk with the lanes within its count; an element's own
+// count then only matters for the first lane that refuses, since every lane
+// after it lies beyond that count too. No branch per component.
+
+// The six components as words, in memory order: comp[0..3], and comp[4..5]
+// in the first four bytes of the second word.
+struct OidWords {
+    uint64_t lo;
+    uint64_t hi;
+};
+
+[[gnu::always_inline]] inline OidWords oid_words(const VeskOid *oid) {
+    uint64_t lo, hi = 0;
+    std::memcpy(&lo, &oid->comp[0], sizeof lo);
+    std::memcpy(&hi, &oid->comp[4], 2 * sizeof oid->comp[0]);
+    return {lo, hi};
+}
+
+inline constexpr uint64_t kLaneLow = 0x7FFF7FFF7FFF7FFFu;
+inline constexpr uint64_t kLaneTop = 0x8000800080008000u;
+inline constexpr unsigned kLaneBits = 16;
+inline constexpr unsigned kLanesPerWord = 4;
+
+// The top bit of every 16-bit lane of v that is not zero. Adding 0x7FFF to
+// the low 15 bits of a lane never carries into the next one.
+constexpr uint64_t nonzero_lanes(uint64_t v) { return (((v & kLaneLow) + kLaneLow) | v) & kLaneTop; }
+
+// The top bits of the first n lanes of a word, n from 0 to 4, in memory
+// order whatever the byte order.
+inline constexpr auto kFirstLanes = [] {
+    std::array<uint64_t, kLanesPerWord + 1> table{};
+    for (unsigned n = 0; n <= kLanesPerWord; ++n) {
+        std::array<uint16_t, kLanesPerWord> lanes{};
+        for (unsigned i = 0; i < n; ++i)
+            lanes[i] = 0x8000;
+        table[n] = std::bit_cast<uint64_t>(lanes);
+    }
+    return table;
+}();
+
+inline uint64_t first_lanes(unsigned n) { return kFirstLanes[std::min(n, kLanesPerWord)]; }
+
+// The index, in memory order, of the first lane whose top bit is set in a
+// word that is not zero.
+inline unsigned lowest_lane(uint64_t tops) {
+    if constexpr (std::endian::native == std::endian::little)
+        return static_cast<unsigned>(__builtin_ctzll(tops)) / kLaneBits;
+    else
+        return static_cast<unsigned>(__builtin_clzll(tops)) / kLaneBits;
+}
+
+// A key made ready for many comparisons: its words, and the lanes in which
+// it can refuse (within its count, and not a wildcard).
+struct OidKey {
+    OidWords words;
+    OidWords live;
+    uint16_t count;
+    // More than four components: the second word takes part.
+    bool wide() const { return live.hi != 0; }
+};
+
+[[gnu::always_inline]] inline OidKey oid_key(const VeskOid *key) {
+    const OidWords w = oid_words(key);
+    const unsigned n = key->count;
+    return {w,
+            {nonzero_lanes(w.lo) & first_lanes(n),
+             nonzero_lanes(w.hi) & first_lanes(n > kLanesPerWord ? n - kLanesPerWord : 0)},
+            key->count};
+}
+
+// Lanes of one word where an element refuses the key: they differ, and the
+// element's lane is not a wildcard (the key's wildcards are not live). The
+// second test is made only when the first finds a difference: an element
+// that matches outright costs the first alone.
+[[gnu::always_inline]] inline uint64_t refusing_lanes(uint64_t element, uint64_t key,
+                                                      uint64_t live) {
+    const uint64_t differ = nonzero_lanes(element ^ key) & live;
+    return differ != 0 ? differ & nonzero_lanes(element) : 0;
+}
+
+// Whether the identifier matches the key; with kWide false the key has at
+// most four components, and the second word is not read. A refusing lane
+// counts if it lies within the identifier's count (a count above six covers
+// all six); it is enough to ask that of the first one.
+template <bool kWide>
+[[gnu::always_inline]] inline bool oid_matches_key(const VeskOid *oid, const OidKey &key) {
+    const OidWords w = oid_words(oid);
+    uint64_t refused = refusing_lanes(w.lo, key.words.lo, key.live.lo);
+    unsigned base = 0;
+    if constexpr (kWide) {
+        if (refused == 0) {
+            refused = refusing_lanes(w.hi, key.words.hi, key.live.hi);
+            base = kLanesPerWord;
+        }
+    }
+    // An element at least as long as the key refuses in any live lane.
+    return refused == 0 ||
+           (oid->count < key.count && base + lowest_lane(refused) >= oid->count);
+}
+
+// The same answer as prefix_compare(a, b, common_length(a, b)) == 0.
 inline bool oid_matches(const VeskOid *a, const VeskOid *b) {
-    const unsigned n = common_length(a, b);
-    if (n >= 2 && !component_matches(a->comp[1], b->comp[1]))
-        return false;
-    if (n >= 1 && !component_matches(a->comp[0], b->comp[0]))
-        return false;
-    for (unsigned i = 2; i < n; ++i)
-        if (!component_matches(a->comp[i], b->comp[i]))
-            return false;
-    return true;
+    return oid_matches_key<true>(a, oid_key(b));
 }
 
 }  // namespace vesk::rt

@@ -14,16 +14,18 @@
 
 using namespace vesk::rt;
 
-namespace {
+namespace vesk::rt {
 
-// The answer to a failed walk: row "inappropriate" of the stub set, bound to
-// the object the walk started from (when the caller gave a closure to bind).
-[[gnu::cold]] VeskOprow *stub_row(void *self, VeskClosure *closure) {
+VeskOprow *stub_row(void *self, VeskClosure *closure) {
     VeskOps *ops = stub_ops();
     if (closure != nullptr)
         *closure = {self, stub_class(), nullptr, ops, kStubInappropriateRow};
     return &ops->rows[kStubInappropriateRow];
 }
+
+}  // namespace vesk::rt
+
+namespace {
 
 // The getters: the record found, or the stub record; a holding form puts a
 // hold on the stub as the registry puts one on what it finds.

@@ -1,12 +1,27 @@
 // SPDX-License-Identifier: MIT
-// The spinning reader/writer lock of records and lists.
+// The reader/writer lock of records and lists.
 //
-// Three spin words and two plain counters guarded by the first: `guard`
-// keeps the counters, `wgate` is held from the first waiting writer on so
-// that new readers queue behind writers, and `hold` is held by the readers as
-// a group or by the one writer. No system call, no allocation: the lock lives
-// in static records and works before anything else of the library is up.
+// The lock's last eight bytes, `hold`, `readers` and `writers`, change
+// together in one compare-and-exchange, so that an uncontended read lock or
+// unlock is a single atomic step and no counter is ever seen apart from the
+// spin word that goes with it: while readers hold the lock, `hold` is 1 and
+// `readers` counts them; while a writer holds it, `hold` is 1, `readers`
+// 0xFFFF and `writers` counts it and the writers waiting behind it. A writer
+// is counted as soon as it arrives, and no reader enters while `writers` is
+// above 0, so writers have precedence. The first writer to arrive holds
+// `wgate` until a writer leaves. `guard` is not needed by this scheme and
+// stays 0.
+//
+// Waiters spin briefly and then sleep on `hold` (park.hpp), which is what
+// every waiter waits for to change; whoever turns it to 0 wakes them. No
+// allocation, no set-up: the lock lives in static records and works before
+// anything else of the library is up.
+#include <sched.h>
+
 #include <atomic>
+#include <bit>
+#include <climits>
+#include <cstddef>
 
 #include "report.hpp"
 #include "rwlock.hpp"
@@ -17,14 +32,56 @@
 namespace {
 
 constexpr uint16_t kWriterHolds = 0xFFFF;
+constexpr uint16_t kMostReaders = 0x7FFF;  // `readers` read as signed says "a reader holds"
 
-inline void take(uint32_t &w) { vesk::sync::spin_take(w); }
-inline void give(uint32_t &w) { vesk::sync::spin_give(w); }
+// The three fields that change together.
+struct Tail {
+    uint32_t hold;
+    uint16_t readers;
+    uint16_t writers;
+};
+static_assert(sizeof(Tail) == sizeof(uint64_t) && offsetof(VeskRwlock, hold) == 8 &&
+              offsetof(VeskRwlock, readers) == 12 && offsetof(VeskRwlock, writers) == 14 &&
+              sizeof(VeskRwlock) == 16);
+// Every lock lies in a record or a list with pointers in front of it, so its
+// tail is aligned for one 64-bit access.
+static_assert(offsetof(VeskRecord, lock) % 8 == 0 && offsetof(VeskSelist, lock) % 8 == 0);
 
-// Waits for whoever holds `w` to leave.
-inline void pass(uint32_t &w) {
-    take(w);
-    give(w);
+using TailBits [[gnu::may_alias]] = uint64_t;
+
+inline TailBits *bits_of(VeskRwlock *l) { return reinterpret_cast<TailBits *>(&l->hold); }
+
+inline Tail load(VeskRwlock *l) {
+    return std::bit_cast<Tail>(__atomic_load_n(bits_of(l), __ATOMIC_RELAXED));
+}
+
+// On failure `seen` is what the lock holds now. Taking is an acquire; giving
+// back is sequentially consistent, so that the look at the sleepers that
+// follows it cannot pass it.
+template <int kOrder>
+inline bool change(VeskRwlock *l, Tail &seen, Tail want) {
+    uint64_t expected = std::bit_cast<uint64_t>(seen);
+    const bool done = __atomic_compare_exchange_n(bits_of(l), &expected, std::bit_cast<uint64_t>(want),
+                                                  false, kOrder, __ATOMIC_RELAXED);
+    if (!done)
+        seen = std::bit_cast<Tail>(expected);
+    return done;
+}
+constexpr int kTake = __ATOMIC_ACQUIRE;
+constexpr int kGive = __ATOMIC_SEQ_CST;
+
+// One round of waiting for the lock to change from `seen`: a pause while the
+// holder is likely on its way out, then sleeping on `hold`, or a yield in the
+// moment between a writer's arrival and its taking `hold`.
+void wait_for_change(VeskRwlock *l, const Tail &seen, int &spins) {
+    if (spins < vesk::sync::kSpinsBeforeSleep) {
+        ++spins;
+        vesk::sync::cpu_relax();
+    } else if (seen.hold != 0) {
+        vesk::sync::sleep_on(&l->hold, seen.hold);
+    } else {
+        sched_yield();
+    }
 }
 
 }  // namespace
@@ -32,67 +89,70 @@ inline void pass(uint32_t &w) {
 namespace vesk::rt {
 
 void rdlock(VeskRwlock *l) {
-    take(l->guard);
-    while (l->writers != 0) {
-        give(l->guard);
-        pass(l->wgate);
-        take(l->guard);
+    Tail t = load(l);
+    for (int spins = 0;;) {
+        if (t.writers == 0 && t.readers < kMostReaders) {
+            if (change<kTake>(l, t, {1, static_cast<uint16_t>(t.readers + 1), 0}))
+                return;
+            continue;
+        }
+        wait_for_change(l, t, spins);
+        t = load(l);
     }
-    if (++l->readers == 1)
-        take(l->hold);
-    give(l->guard);
 }
 
 void wrlock(VeskRwlock *l) {
-    take(l->guard);
-    if (++l->writers == 1)
-        take(l->wgate);
-    while (l->readers != 0) {
-        give(l->guard);
-        pass(l->hold);
-        take(l->guard);
+    const Tail one_writer{0, 0, 1};
+    const Tail before = std::bit_cast<Tail>(
+        __atomic_fetch_add(bits_of(l), std::bit_cast<uint64_t>(one_writer), __ATOMIC_ACQUIRE));
+    // The gate is free here: a writer gives it back before it stops counting.
+    if (before.writers == 0)
+        sync::spin_take(l->wgate);
+    Tail t = load(l);
+    for (int spins = 0;;) {
+        if (t.readers == 0) {
+            if (change<kTake>(l, t, {1, kWriterHolds, t.writers}))
+                return;
+            continue;
+        }
+        wait_for_change(l, t, spins);
+        t = load(l);
     }
-    take(l->hold);
-    l->readers = kWriterHolds;
-    give(l->guard);
 }
 
 void unlock(VeskRwlock *l) {
-    take(l->guard);
-    if (static_cast<int16_t>(l->readers) > 0) {
-        if (--l->readers == 0)
-            give(l->hold);
-    } else {
-        // The writer: a following writer keeps `writers` above 0 and so keeps
-        // readers out even though the gate opens here.
-        l->readers = 0;
-        give(l->hold);
-        --l->writers;
-        give(l->wgate);
-    }
-    give(l->guard);
+    Tail t = load(l);
+    const bool reader = static_cast<int16_t>(t.readers) > 0;
+    // The writer: a following writer keeps `writers` above 0 and so keeps
+    // readers out even though the gate opens here.
+    if (!reader)
+        sync::spin_give(l->wgate);
+    Tail want;
+    do {
+        want = reader ? Tail{t.readers > 1 ? 1u : 0u, static_cast<uint16_t>(t.readers - 1), t.writers}
+                      : Tail{0, 0, static_cast<uint16_t>(t.writers - 1)};
+    } while (!change<kGive>(l, t, want));
+    if (want.hold == 0)
+        sync::wake_sleepers(&l->hold, INT_MAX);
 }
 
 bool tryrdlock(VeskRwlock *l) {
-    take(l->guard);
-    const bool got = l->writers == 0;
-    if (got && ++l->readers == 1)
-        take(l->hold);
-    give(l->guard);
-    return got;
+    Tail t = load(l);
+    while (t.writers == 0 && t.readers < kMostReaders)
+        if (change<kTake>(l, t, {1, static_cast<uint16_t>(t.readers + 1), 0}))
+            return true;
+    return false;
 }
 
 bool trywrlock(VeskRwlock *l) {
-    take(l->guard);
-    const bool got = l->readers == 0;
-    if (got) {
-        if (++l->writers == 1)
-            take(l->wgate);
-        take(l->hold);
-        l->readers = kWriterHolds;
-    }
-    give(l->guard);
-    return got;
+    Tail t = load(l);
+    while (t.readers == 0)
+        if (change<kTake>(l, t, {1, kWriterHolds, static_cast<uint16_t>(t.writers + 1)})) {
+            if (t.writers == 0)
+                sync::spin_take(l->wgate);
+            return true;
+        }
+    return false;
 }
 
 void add_hold(VeskRecord *rec) {

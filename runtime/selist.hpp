@@ -17,7 +17,7 @@ inline VeskSeblock *block_of(VeskSelink *link) {
 // Calls fn(se) for each element in list order until it returns true; returns
 // that element or null. A list that was never initialised reads as empty.
 template <class Fn>
-inline VeskSe *selist_find_if(const VeskSelist *list, Fn fn) {
+[[gnu::always_inline]] inline VeskSe *selist_find_if(const VeskSelist *list, Fn fn) {
     const VeskSelink *end = &list->ring;
     for (VeskSelink *link = list->ring.next; link != nullptr && link != end; link = link->next) {
         VeskSeblock *block = block_of(link);
@@ -28,9 +28,16 @@ inline VeskSe *selist_find_if(const VeskSelist *list, Fn fn) {
     return nullptr;
 }
 
+// The first element whose identifier matches a prepared key; no report.
+template <bool kWide>
+[[gnu::always_inline]] inline VeskSe *selist_find(const VeskSelist *list, const OidKey &key) {
+    return selist_find_if(list,
+                          [&key](const VeskSe *se) { return oid_matches_key<kWide>(&se->oid, key); });
+}
+
 // The first element whose identifier matches key by prefix; no report.
 inline VeskSe *selist_find(const VeskSelist *list, const VeskOid *key) {
-    return selist_find_if(list, [key](const VeskSe *se) { return oid_matches(&se->oid, key); });
+    return selist_find<true>(list, oid_key(key));
 }
 
 }  // namespace vesk::rt

@@ -6,7 +6,7 @@
 #
 #   scripts/setup.sh          the build: make, CMake (3.25 or newer), Ninja, g++
 #   scripts/setup.sh test     and what the tests use: GoogleTest, pkg-config, Doxygen
-#   scripts/setup.sh bench    and what the benchmarks use: Google Benchmark, GLib
+#   scripts/setup.sh bench    and what the benchmarks use: Google Benchmark, GLib, ICU
 #   scripts/setup.sh docs     and Doxygen, for the HTML reference
 #   scripts/setup.sh valgrind and valgrind, which runs the tests in `make valgrind`
 set -eu
@@ -45,6 +45,7 @@ for what in "$@"; do
             need_file /usr/include/benchmark/benchmark.h libbenchmark-dev "Google Benchmark"
             need_command pkg-config pkg-config "finds GLib for the benchmarks"
             need_file /usr/include/glib-2.0/glib.h libglib2.0-dev "GLib, an alternative the benchmarks compare with"
+            need_file /usr/include/unicode/ucnv.h libicu-dev "ICU, an alternative the charset benchmarks compare with"
             ;;
         docs)
             need_command doxygen doxygen "builds the HTML reference from the headers"

@@ -15,10 +15,11 @@
 #include <cstddef>
 #include <cstdio>
 
-#include "memory/rtbt.hpp"
 #include "runtime/startup.hpp"
 #include "runtime/static_module.hpp"
 #include "services/error_table.hpp"
+#include "services/row_tree.hpp"
+#include "services/service_default.hpp"
 #include "services/status.hpp"
 
 namespace vesk::svc {
@@ -71,9 +72,9 @@ intptr_t by_row(uintptr_t node, uintptr_t row) {
 
 const VeskErrEntry *find_code(VeskErrService *svc, uint32_t code) {
     NuSMutexLock(&svc->mutex);
-    NuRTBTNode *n = rtbt::find_node(&svc->tree, by_code, code);
+    const uintptr_t row = row_tree::find(&svc->tree, by_code, code);
     NuSMutexUnlock(&svc->mutex);
-    return n == nullptr ? nullptr : row_of(n->data);
+    return row_of(row);
 }
 
 // Calls `each` for every head row among the first `count` rows, stopping at
@@ -85,30 +86,17 @@ void for_heads(uint32_t count, VeskErrEntry *table, Fn each) {
             each(table[i]);
 }
 
-// A row too deep for the tree's path (48 levels) is passed over: the tree
-// stays as it was. So is a row already in a tree (its node holds its own
-// address until it is removed): linking it a second time would tie its node
-// into a loop.
+// The order by code and address is total, so it leads a removal to the very
+// row of the table being removed.
 void add_rows(VeskErrService *svc, uint32_t count, VeskErrEntry *table) {
     for_heads(count, table, [svc](VeskErrEntry &row) {
-        if (row.node.data == reinterpret_cast<uintptr_t>(&row))
-            return;
-        row.node = {};
-        row.node.data = reinterpret_cast<uintptr_t>(&row);
-        if (rtbt::insert_node<true>(&svc->tree, by_row, &row.node, true, rtbt::Ends{}) ==
-            rtbt::Outcome::done)
-            ++svc->tree.count;
+        row_tree::link(&svc->tree, by_row, &row.node, reinterpret_cast<uintptr_t>(&row));
     });
 }
 
 void remove_rows(VeskErrService *svc, uint32_t count, VeskErrEntry *table) {
     for_heads(count, table, [svc](VeskErrEntry &row) {
-        NuRTBTNode *found = nullptr;
-        if (rtbt::detach_node<true>(&svc->tree, by_row, reinterpret_cast<uintptr_t>(&row),
-                                    rtbt::Ends{}, found) == rtbt::Outcome::done) {
-            --svc->tree.count;
-            row.node = {};
-        }
+        row_tree::unlink(&svc->tree, by_row, &row.node, reinterpret_cast<uintptr_t>(&row));
     });
 }
 
@@ -262,29 +250,13 @@ std::atomic_ref<void *> default_service() {
     return std::atomic_ref<void *>(_G_error_service_default);
 }
 
-int32_t fetch_default_service(uintptr_t) {
-    const VeskOid key = VESK_OID2(VESK_CAT_CLASS, kErrClassId);
-    if (default_service().load() == nullptr)
-        default_service().store(VeskGetcobject(&key, nullptr), std::memory_order_release);
-    return 0;
-}
+int32_t fetch_default(uintptr_t) { return fetch_default_service(_G_error_service_default, kErrClassId); }
 
 // Gives the service back through its reference count and stops formatting.
-int32_t drop_default_service(uintptr_t) {
-    void *service = default_service().exchange(nullptr);
-    if (service == nullptr)
-        return 0;
-    const VeskOid release = {2, 6, {VESK_CAT_OPS, VESK_FAC_UCNTL, 0, 0, 0, 0}};
-    VeskFrame *frame = __vesk_closure_tramp_att();
-    frame->fn = VeskLookupoporstub(service, &release, &frame->cl)->fn;
-    reinterpret_cast<int64_t (*)(VeskFrame *, VeskErr *, uint32_t)>(__vesk_call_tramp)(frame,
-                                                                                         nullptr, 0);
-    __vesk_closure_tramp_det();
-    return 0;
-}
+int32_t drop_default(uintptr_t) { return drop_default_service(_G_error_service_default); }
 
 VeskStartRec default_service_record = {
-    VESK_START_MAGIC, 101, fetch_default_service, 0, drop_default_service, 0, {}, nullptr,
+    VESK_START_MAGIC, 101, fetch_default, 0, drop_default, 0, {}, nullptr,
     nullptr};
 
 VESK_START_AT_LOAD(register_default_service, &default_service_record)

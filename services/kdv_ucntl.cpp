@@ -17,13 +17,14 @@ namespace {
 
 constexpr int32_t kCountLimit = 0x7fffffff;
 
-int64_t refuse_count(const VeskClosure *cl, VeskErr *err) {
+[[gnu::cold, gnu::noinline]] int64_t refuse_count(const VeskClosure *cl, VeskErr *err) {
     report_in(cl, err, VESK_E_WRONGSTATE, EINVAL, 2, row_name(cl), longkey_of(cl->self));
     return -1;
 }
 
-// Ends an instance whose last reference went: fini, then dealloc, on its class.
-int64_t end_instance(VeskClosure *cl, VeskErr *err, uint32_t flags) {
+// Ends an instance whose last reference went: fini, then dealloc, on its
+// class. Out of line, so that a release that is not the last saves nothing.
+[[gnu::noinline]] int64_t end_instance(VeskClosure *cl, VeskErr *err, uint32_t flags) {
     void *self = rt::deref(cl->self);
     VeskClass *cls = VeskXclassof(self);
     _VeskFini(cls, self, flags, err);

@@ -1,30 +1,65 @@
 // SPDX-License-Identifier: MIT
-// In-process conditions over pthread conditions, used under an NuSMutex
-// taken once. They keep POSIX semantics (a signal with nobody waiting is
-// lost; broadcast wakes every waiter) and the limit rules and reports of the
-// handle conditions: a wait that times out holds the mutex again, reports
-// "<function>: operation timed out." and gives -6.
+// In-process conditions, used under an NuSMutex, made of one sequence word
+// in the storage of the pthread condition that the record declares: a
+// waiter notes the word, leaves the mutex and sleeps while the word is
+// unchanged; a signal or a broadcast moves the word on and wakes one waiter
+// or all of them. They keep POSIX semantics (a signal with nobody waiting is
+// lost; broadcast wakes every waiter; a waiter may wake without a signal and
+// looks again) and the limit rules and reports of the handle conditions: a
+// wait that times out holds the mutex again, reports "<function>: operation
+// timed out." and gives -6.
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <cerrno>
+#include <climits>
+#include <cstring>
 
 #include "nu.h"
 #include "report.hpp"
+#include "smutex.hpp"
 #include "wait_limit.hpp"
 
 using namespace vesk::threads;
 
 namespace {
 
-int64_t checked(int e, VeskErr *err) { return e == 0 ? 0 : report_system(err, e); }
+static_assert(sizeof(uint32_t) <= sizeof(pthread_cond_t));
+
+inline uint32_t *sequence_of(NuSCond *cond) {
+    using Word [[gnu::may_alias]] = uint32_t;
+    return reinterpret_cast<Word *>(&cond->cond);
+}
+
+// Sleeps while the word reads `seen`, until the monotonic deadline if there
+// is one; false when the deadline passed.
+bool sleep_while(uint32_t *word, uint32_t seen, const timespec *deadline) {
+    const long r = syscall(SYS_futex, word, FUTEX_WAIT_BITSET_PRIVATE, seen, deadline, nullptr,
+                           FUTEX_BITSET_MATCH_ANY);
+    return r == 0 || errno != ETIMEDOUT;
+}
 
 int64_t wait(NuSCond *cond, NuSMutex *mutex, uint32_t limit, const char *function,
              VeskErr *err) {
     if (cond == nullptr || mutex == nullptr)
         return refuse_null(err, function, cond == nullptr ? "@cond" : "@mutex");
-    if (limit == kNoLimit)
-        return checked(pthread_cond_wait(&cond->cond, &mutex->mutex), err);
-    const timespec deadline = monotonic_deadline(limit);
-    const int e = pthread_cond_timedwait(&cond->cond, &mutex->mutex, &deadline);
-    return e == ETIMEDOUT ? report_timed_out(err, function) : checked(e, err);
+    uint32_t *word = sequence_of(cond);
+    const uint32_t seen = __atomic_load_n(word, __ATOMIC_ACQUIRE);
+    timespec deadline{};
+    if (limit != kNoLimit)
+        deadline = monotonic_deadline(limit);
+    const uint32_t depth = smutex_leave(mutex);
+    const bool woken = sleep_while(word, seen, limit == kNoLimit ? nullptr : &deadline);
+    smutex_retake(mutex, depth);
+    return woken ? 0 : report_timed_out(err, function);
+}
+
+int64_t move_on(NuSCond *cond, int waiters) {
+    uint32_t *word = sequence_of(cond);
+    __atomic_fetch_add(word, 1, __ATOMIC_RELEASE);
+    syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, waiters, nullptr, nullptr, 0);
+    return 0;
 }
 
 }  // namespace
@@ -34,12 +69,8 @@ extern "C" {
 VESK_API int64_t NuSCondInit(NuSCond *cond, VeskErr *err) {
     if (cond == nullptr)
         return refuse_null(err, "NuSCondInit", "@cond");
-    pthread_condattr_t attr;
-    pthread_condattr_init(&attr);
-    pthread_condattr_setclock(&attr, CLOCK_MONOTONIC);
-    const int e = pthread_cond_init(&cond->cond, &attr);
-    pthread_condattr_destroy(&attr);
-    return checked(e, err);
+    std::memset(static_cast<void *>(cond), 0, sizeof *cond);
+    return 0;
 }
 
 // The handle family's attributes mean nothing in-process.
@@ -49,22 +80,23 @@ VESK_API int64_t NuSCondInit2(NuSCond *cond, const NuPCondattr *, VeskErr *err) 
     return NuSCondInit(cond, err);
 }
 
+// Nothing is held outside the record.
 VESK_API int64_t NuSCondDestroy(NuSCond *cond, VeskErr *err) {
     if (cond == nullptr)
         return refuse_null(err, "NuSCondDestroy", "@cond");
-    return checked(pthread_cond_destroy(&cond->cond), err);
+    return 0;
 }
 
 VESK_API int64_t NuSCondSignal(NuSCond *cond, VeskErr *err) {
     if (cond == nullptr)
         return refuse_null(err, "NuSCondSignal", "@cond");
-    return checked(pthread_cond_signal(&cond->cond), err);
+    return move_on(cond, 1);
 }
 
 VESK_API int64_t NuSCondBroadcast(NuSCond *cond, VeskErr *err) {
     if (cond == nullptr)
         return refuse_null(err, "NuSCondBroadcast", "@cond");
-    return checked(pthread_cond_broadcast(&cond->cond), err);
+    return move_on(cond, INT_MAX);
 }
 
 VESK_API int64_t NuSCondWait(NuSCond *cond, NuSMutex *mutex, VeskErr *err) {

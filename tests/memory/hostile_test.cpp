@@ -2,6 +2,7 @@
 // Hostile input to the allocators, zones and trees: sizes no memory can hold,
 // sizes that wrap, null zones, trees, tables and nodes. Each case runs in a
 // child process of its own (see support/hostile.hpp).
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -294,6 +295,192 @@ TEST(Hostile, StoragesRefuseSizesNoBlockCanHoldAndAddressesNotTheirs) {
              NuPOOLsetstate(&pool, &stale);
              return int64_t{kept && st->free_bytes == free_bytes &&
                             NuPOOLget(&pool, nullptr) == first + 16};
+         },
+         1, kNoReport},
+    };
+    vesk_test::run_cases(cases);
+}
+
+Expected dic_null(const char *function, const char *param) {
+    return {VESK_FAC_NONE, VESK_E_FAULT, EFAULT, 2, std::string(function) + "(" + param + ")" + kFault};
+}
+
+// Dictionaries: null records, keys and pairs, records whose fields disagree,
+// counts no memory can hold.
+TEST(Hostile, DictionariesRefuseNullsBadRecordsAndImpossibleCounts) {
+    static NuLstrdic dic;  // set up in the child by the call that needs it
+    static const NuLstrdicEntry no_key = {nullptr, "v"};
+    static const NuLstrdicEntry two[] = {{"a", "1"}, {"b", "2"}};
+    const Expected storage = {VESK_FAC_NONE, VESK_E_NOMEM, 0, 2,
+                              "@dic.storage: fail to create an object: can not perform local memory allocation."};
+    auto lying = [] {  // more entries in use than room, and no array
+        dic = {1, 5, nullptr};
+        return &dic;
+    };
+    const Expected bad_dic = {VESK_FAC_NONE, VESK_E_INVAL, EINVAL, 2, "NuLstrdic_Add2(@dic): invalid argument."};
+    const std::vector<HostileCase> cases = {
+        {"add to null", [](VeskErr *e) { return NuLstrdic_Add2(nullptr, "k", "v", e); }, -1,
+         dic_null("NuLstrdic_Add2", "@dic")},
+        {"add a null pair", [](VeskErr *e) { return NuLstrdic_Add(&dic, nullptr, e); }, -1,
+         dic_null("NuLstrdic_Add", "@pair")},
+        {"force-add a pair without key", [](VeskErr *e) { return NuLstrdic_ForceAdd(&dic, &no_key, e); }, -1,
+         dic_null("NuLstrdic_ForceAdd", "@key")},
+        {"replace with a null key", [](VeskErr *e) { return NuLstrdic_Replace2(&dic, nullptr, "v", e); }, -1,
+         dic_null("NuLstrdic_Replace2", "@key")},
+        {"delete from null", [](VeskErr *e) { return NuLstrdic_Delete(nullptr, "k", e); }, -1,
+         dic_null("NuLstrdic_Delete", "@dic")},
+        {"find a null key", [](VeskErr *e) { return address(NuLstrdic_Findbykey(&dic, nullptr, e)); }, 0,
+         dic_null("NuLstrdic_Findbykey", "@key")},
+        {"find a null value", [](VeskErr *e) { return address(NuLstrdic_Findbyval(&dic, nullptr, e)); }, 0,
+         dic_null("NuLstrdic_Findbyval", "@value")},
+        {"find a pair with a null value",
+         [](VeskErr *e) { return address(NuLstrdic_Findbykeyval(&dic, "k", nullptr, e)); }, 0,
+         dic_null("NuLstrdic_Findbykeyval", "@value")},
+        {"a record that claims entries it has no room for",
+         [&](VeskErr *e) { return NuLstrdic_Add2(lying(), "k", "v", e); }, -1, bad_dic},
+        {"clear and destroy a lying record", [&](VeskErr *) { return NuLstrdic_Clear(lying()) + NuLstrdic_Destroy(&dic); },
+         -2, kNoReport},
+        {"clear and destroy null", [](VeskErr *) { return NuLstrdic_Clear(nullptr) + NuLstrdic_Destroy(nullptr); }, -2,
+         kNoReport},
+        {"room for SIZE_MAX entries", [](VeskErr *e) { return NuLstrdic_Init_n(&dic, kHuge, e); }, -1, storage},
+        {"room for entries just beyond any block",
+         [](VeskErr *e) { return NuLstrdic_Init_n(&dic, kBeyondBlock / sizeof(NuLstrdicEntry) + 1, e); }, -1, storage},
+        {"copies of SIZE_MAX pairs from an array of two",
+         [](VeskErr *e) { return NuLstrdic_Init_nx(&dic, two, kHuge, e); }, -1, storage},
+        {"copies of pairs from null", [](VeskErr *e) { return NuLstrdic_Init_nx(&dic, nullptr, 3, e); }, -1,
+         dic_null("NuLstrdic_Init_nx", "@pairs")},
+        {"copies of a pair without key, nothing made",
+         [](VeskErr *e) {
+             const NuLstrdicEntry pairs[] = {{"a", "1"}, {nullptr, "2"}};
+             const int64_t r = NuLstrdic_Init_nx(&dic, pairs, 2, e);
+             return r == -1 && dic.count == 0 && dic.entries == nullptr ? r : 0;
+         },
+         -1, dic_null("NuLstrdic_Init_nx", "@pairs.key")},
+        {"a copy of itself",
+         [](VeskErr *e) {
+             NuLstrdic_Init_nx(&dic, two, 2, nullptr);
+             const int64_t r = NuLstrdic_Init_cp(&dic, &dic, e);
+             NuLstrdic_Destroy(&dic);
+             return r;
+         },
+         -1, {VESK_FAC_NONE, VESK_E_INVAL, EINVAL, 2, "NuLstrdic_Init_cp(@source): invalid argument."}},
+        {"three hundred long keys that differ only in their last two bytes",
+         [](VeskErr *e) {
+             NuLstrdic_Init_n(&dic, 0, nullptr);
+             std::string key(200, 'k');
+             for (int i = 0; i < 300; ++i) {
+                 key.back() = static_cast<char>(i % 255 + 1);
+                 key[key.size() - 2] = static_cast<char>(i / 255 + 1);
+                 if (NuLstrdic_Add2(&dic, key.c_str(), "\xff\xfe", e) != 0)
+                     return int64_t{-1};
+             }
+             key.back() = '\x01', key[key.size() - 2] = '\x01';
+             const int64_t r = NuLstrdic_Add2(&dic, key.c_str(), "", e);
+             NuLstrdic_Destroy(&dic);
+             return r;
+         },
+         -1, {VESK_FAC_NONE, VESK_E_ENTRYEXISTS, 0, 1,
+              std::string(198, 'k') + "\x01\x01: such entry already exists."}},
+    };
+    vesk_test::run_cases(cases);
+}
+
+// The sequenced tree: nulls, a key that isn't there, a copy into itself, a
+// head of zeros, a count larger than the ring, and a plain tree as deep as
+// it has nodes, which the copy must rebuild balanced and the destruction
+// take apart without a descent.
+TEST(Hostile, SequencedTreeRefusesNullsAndSurvivesBadHeads) {
+    const NuBtninfo *words = &_G_default_btninfo_opv;
+    const NuBtninfo no_compare = {nullptr, nullptr, nullptr, nullptr, nullptr};
+    static NuSRTBT tree;
+    auto three = [&] {
+        NuSRTBTInit(&tree);
+        for (uintptr_t k : {3, 1, 2})
+            NuSRTBTInsert_b(&tree, words, k, 0, nullptr);
+        return &tree;
+    };
+    // The ring still reads 3 1 2 with the tail on 2, and the count is 3.
+    auto intact = [] {
+        const NuSRTBTLink *l = tree.seq_next;
+        for (uintptr_t k : {3, 1, 2}) {
+            if (NU_SRTBT_NODE_OF(l)->data != k)
+                return false;
+            l = l->seq_next;
+        }
+        return l == reinterpret_cast<NuSRTBTLink *>(&tree.seq_next) && tree.count == 3 &&
+               (NU_SRTBT_NODE_OF(tree.seq_prev)->flags & NU_SRTBT_TAIL);
+    };
+    const std::vector<HostileCase> cases = {
+        {"insert into a null tree", [&](VeskErr *e) { return address(NuSRTBTInsert(nullptr, words, 1, 0, e)); },
+         0, tree_null("@tree")},
+        {"balanced insert with a null table",
+         [&](VeskErr *e) { return address(NuSRTBTInsert_b(three(), nullptr, 1, 0, e)) + intact(); }, 1,
+         tree_null("@btninfo")},
+        {"insert a null node",
+         [&](VeskErr *e) { return address(NuSRTBTInsnode_b(three(), words, nullptr, 1, e)) + intact(); }, 1,
+         tree_null("@node")},
+        {"delete from a null tree", [&](VeskErr *e) { return NuSRTBTDelete_b(nullptr, words, 1, e); }, -1,
+         tree_null("@tree")},
+        {"remove without a comparison",
+         [&](VeskErr *e) { return static_cast<int64_t>(NuSRTBTRemove(three(), &no_compare, 1, e)); },
+         static_cast<int64_t>(NU_RTBT_NOELEMENT), tree_null("@btninfo")},
+        {"remove a key that isn't there",
+         [&](VeskErr *e) { return address(NuSRTBTRmnode_b(three(), words, 9, e)) + intact(); }, 1,
+         {VESK_FAC_RTBT, VESK_E_NOMATCH, 0, 2, "@request: name does not match the name of any entry."}},
+        {"copy into a null tree", [&](VeskErr *e) { return NuSRTBTInit_cp(nullptr, three(), words, e); },
+         -1, tree_null("@tree")},
+        {"copy a tree into itself",
+         [&](VeskErr *e) { return NuSRTBTInit_cp(three(), &tree, words, e) + intact(); }, 0,
+         {VESK_FAC_RTBT, VESK_E_INVAL, EINVAL, 2, "NuSRTBTInit_cp(@source): invalid argument."}},
+        {"copy with a null table",
+         [&](VeskErr *e) {
+             static NuSRTBT copy;
+             return NuSRTBTInit_cp(&copy, three(), nullptr, e) + int64_t{copy.root == nullptr};
+         },
+         0, tree_null("@btninfo")},
+        {"heads without a record",
+         [&](VeskErr *) {
+             NuSRTBTDestroy(nullptr, words);
+             NuSRTBTFree(nullptr, words);
+             return int64_t{NuSRTBTInit(nullptr) == -1 && NuSRTBTInit_mv(nullptr, three()) == -1 &&
+                            NuSRTBTInit_mv(&tree, nullptr) == -1 && NuSRTBTInit_mv(&tree, &tree) == 0 &&
+                            intact()};
+         },
+         1, kNoReport},
+        {"a head of zeros is an empty head",
+         [&](VeskErr *e) {
+             static NuSRTBT zeros;  // never initialised
+             for (uintptr_t k : {2, 1})
+                 NuSRTBTInsert(&zeros, words, k, 0, e);
+             const bool ok = zeros.count == 2 && zeros.self == &zeros && zeros.first->data == 1 &&
+                             NU_SRTBT_NODE_OF(zeros.seq_next)->data == 2;
+             NuSRTBTDestroy(&zeros, words);
+             return int64_t{ok};
+         },
+         1, kNoReport},
+        {"a count larger than the ring",
+         [&](VeskErr *) {
+             three()->count = UINTPTR_MAX;
+             NuSRTBTDestroy(&tree, words);  // frees three nodes, once each
+             return int64_t{tree.count == 0 && tree.root == nullptr};
+         },
+         1, kNoReport},
+        {"a plain tree 20000 deep is copied balanced and destroyed along its ring",
+         [&](VeskErr *e) {
+             NuSRTBTInit(&tree);
+             constexpr uintptr_t kDeep = 20000;
+             for (uintptr_t k = 1; k <= kDeep; ++k)
+                 NuSRTBTInsert(&tree, words, k, 0, e);
+             static NuSRTBT copy;
+             const int64_t copied = NuSRTBTInit_cp(&copy, &tree, words, e);
+             int depth = 0;  // of the last node, along the right spine of the copy
+             for (const NuRTBTNode *n = copy.root; !(n->flags & NU_RTBT_RTHREAD); n = n->right)
+                 ++depth;
+             const bool ok = copied == 0 && copy.count == kDeep && depth < 20 &&
+                             NU_SRTBT_NODE_OF(copy.seq_prev)->data == kDeep;
+             NuSRTBTDestroy(&tree, words);
+             NuSRTBTDestroy(&copy, words);
+             return int64_t{ok};
          },
          1, kNoReport},
     };

@@ -158,7 +158,7 @@ TEST_F(Lookup, ElementsPodsAndBindings) {
     expect_closure(c, &ref, &w, &w.pod, fx_inst_ops, -1);
 }
 
-// The walk keeps at most 8 records (runtime/lookup.cpp). References nested
+// The walk passes at most 8 records (runtime/lookup.hpp). References nested
 // around the instance lengthen the chain of the underscore forms: n
 // references, the instance and the class are n + 2 records.
 TEST_F(Lookup, ChainsLongerThanTheWalkBoundFailCleanly) {

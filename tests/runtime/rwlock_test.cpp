@@ -132,3 +132,53 @@ TEST(Rwlock, WritersGetThroughBusyReadersExclusively) {
 }
 
 }  // namespace
+
+namespace {
+
+// The fields while held read as the lock's layout documents them, and a
+// holder that lingers far past any spin sends readers and writers to sleep;
+// its unlock must wake every one of them.
+TEST(Rwlock, FieldsWhileHeldAndSleepersAllWoken) {
+    VeskRecord r{};
+    _VeskObjRdlock(&r, nullptr);
+    _VeskObjRdlock(&r, nullptr);
+    EXPECT_EQ(r.lock.hold, 1u);
+    EXPECT_EQ(r.lock.readers, 2);
+    EXPECT_EQ(r.lock.writers + r.lock.wgate + r.lock.guard, 0u);
+    _VeskObjUnlock(&r, nullptr);
+    _VeskObjUnlock(&r, nullptr);
+
+    _VeskObjWrlock(&r, nullptr);
+    EXPECT_EQ(r.lock.hold, 1u);
+    EXPECT_EQ(r.lock.wgate, 1u);
+    EXPECT_EQ(r.lock.readers, 0xFFFF);
+    EXPECT_EQ(r.lock.writers, 1);
+
+    constexpr int kEach = 3;
+    std::atomic<int> through{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kEach; ++i) {
+        threads.emplace_back([&] {
+            _VeskObjRdlock(&r, nullptr);
+            ++through;
+            _VeskObjUnlock(&r, nullptr);
+        });
+        threads.emplace_back([&] {
+            _VeskObjWrlock(&r, nullptr);
+            ++through;
+            _VeskObjUnlock(&r, nullptr);
+        });
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(through, 0);
+    // Read as the waiters write it, atomically.
+    EXPECT_EQ(std::atomic_ref<uint16_t>(r.lock.writers).load(), 1 + kEach)
+        << "waiting writers are counted";
+    _VeskObjUnlock(&r, nullptr);
+    ASSERT_TRUE(eventually([&] { return through == 2 * kEach; }));
+    for (auto &t : threads)
+        t.join();
+    EXPECT_TRUE(all_zero(r.lock));
+}
+
+}  // namespace

@@ -27,10 +27,10 @@ VeskStartRec record(int32_t order, char start, char stop) {  // 0: no such funct
 
 TEST(StartChain, RunsByOrderAndStopsInReverse) {
     vesk_test::expect_in_fresh_process([] {
-        // Orders around the library's own records (0, 1 and 100).
+        // Orders around the library's own records (0, 1, 100, 101, 201, 202).
         static VeskStartRec a = record(50, 'A', 'a'), b = record(50, 'B', 'b'),
                             c = record(55, 0, 'c'),  // no start: never started, never stopped
-                            e = record(40, 'E', 0), f = record(150, 'F', 'f'),
+                            e = record(40, 'E', 0), f = record(300, 'F', 'f'),
                             g = record(-3, 'G', 'g');
         VeskStartStop();
         VeskStartStop();  // a second stop does nothing

@@ -123,4 +123,28 @@ void run_cases(const Cases &cases) {
         run_case(c);
 }
 
+// A case that states its answer as a check of its own; false is a wrong answer.
+struct HoldsCase {
+    const char *name;
+    bool (*holds)();
+};
+
+template <class Cases>
+void run_holds(const Cases &cases) {
+    for (const HoldsCase &c : cases) {
+        const ChildOutcome out = run_in_child([&c] { return c.holds() ? 0 : 3; }, 2 * kCaseLimit);
+        EXPECT_TRUE(out.ok()) << c.name << ": "
+                              << (out.end == ChildOutcome::End::exited && out.number == 3
+                                      ? std::string("wrong answer") : out.describe());
+    }
+}
+
+inline std::string repeat(const std::string &piece, size_t times) {
+    std::string s;
+    s.reserve(piece.size() * times);
+    for (size_t i = 0; i < times; ++i)
+        s += piece;
+    return s;
+}
+
 }  // namespace vesk_test

@@ -1,0 +1,745 @@
+// SPDX-License-Identifier: MIT
+// The 16-bit formatter.
+//
+// The C library has no printf for 16-bit units (its wide family is 32 bits
+// here), so the format is walked here: literal text and the text conversions
+// are copied unit by unit, and every number is handed to snprintf with the
+// same flags, width and precision, then widened. In a 16-bit format %s and %c
+// take 16-bit text, %hs, %hc, %S and %C 8-bit (UTF-8) text, %ls and %lc
+// 16-bit text. Positional parameters work as in printf.
+//
+// A call runs in passes: one that parses the format into a plan and learns
+// the type of every argument (with positional parameters the list can't be
+// read in format order), one read of the list into a table, and one or two
+// renderings of the plan, the first into a stack buffer that also measures.
+
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "text/format.hpp"
+
+namespace vesk::text {
+namespace {
+
+// printf's limit on a positional index.
+constexpr int kMaxPosition = 4096;
+
+enum Flag : unsigned {
+    kMinus = 1u << 0,
+    kPlus = 1u << 1,
+    kSpace = 1u << 2,
+    kHash = 1u << 3,
+    kZero = 1u << 4,
+    kGroup = 1u << 5,  // ' : thousands grouping
+};
+
+enum class Length : uint8_t { none, hh, h, l, ll, j, z, t, L };
+
+// How an argument is read from the list: the promoted type of the conversion.
+enum class ArgType : uint8_t { unset, int_, long_, llong, intmax, size, ptrdiff, double_, ldouble, pointer };
+
+struct Arg {
+    ArgType type = ArgType::unset;
+    union {
+        int i;
+        long l;
+        long long ll;
+        intmax_t j;
+        size_t z;
+        ptrdiff_t t;
+        double d;
+        long double ld;
+        void *p;
+    };
+};
+
+// One conversion. Argument numbers are 0-based; -1 means "not used".
+struct Spec {
+    unsigned flags = 0;
+    int width = -1, width_arg = -1;
+    int precision = -1, precision_arg = -1;
+    int arg = -1;
+    Length length = Length::none;
+    char16_t conv = 0;
+};
+
+// A short array inline, and on the C heap when it grows beyond that.
+template <class T, int Inline>
+class SmallArray {
+  public:
+    SmallArray() = default;
+    SmallArray(const SmallArray &) = delete;
+    SmallArray &operator=(const SmallArray &) = delete;
+    ~SmallArray() {
+        if (!is_inline())
+            std::free(items_);
+    }
+
+    int size() const { return size_; }
+    T &operator[](int i) { return items_[i]; }
+    const T &operator[](int i) const { return items_[i]; }
+
+    // Grows to `size` items, the new ones value-initialised; false (ENOMEM)
+    // when the heap can't give the room.
+    bool resize(int size) {
+        if (size > capacity_) {
+            int capacity = capacity_;
+            while (capacity < size)
+                capacity *= 2;
+            const size_t bytes = sizeof(T) * size_t(capacity);
+            T *items = static_cast<T *>(is_inline() ? std::malloc(bytes)
+                                                    : std::realloc(items_, bytes));
+            if (items == nullptr) {
+                errno = ENOMEM;
+                return false;
+            }
+            if (is_inline())
+                std::memcpy(static_cast<void *>(items), inline_, sizeof inline_);
+            items_ = items;
+            capacity_ = capacity;
+        }
+        for (int i = size_; i < size; ++i)
+            items_[i] = T{};
+        size_ = size;
+        return true;
+    }
+
+  private:
+    bool is_inline() const { return items_ == reinterpret_cast<const T *>(inline_); }
+
+    // Raw room, so that an array that stays short costs no construction.
+    alignas(T) unsigned char inline_[sizeof(T) * Inline];
+    T *items_ = reinterpret_cast<T *>(inline_);
+    int size_ = 0;
+    int capacity_ = Inline;
+};
+
+// The arguments by number, each with the type it is read as.
+class ArgTable : public SmallArray<Arg, 16> {
+  public:
+    // Records that argument `i` is read as `type`: false (EINVAL) when another
+    // conversion reads it as something else, ENOMEM when the table can't grow.
+    bool claim(int i, ArgType type) {
+        if (i >= size() && !resize(i + 1))
+            return false;
+        Arg &a = (*this)[i];
+        if (a.type != ArgType::unset && a.type != type) {
+            errno = EINVAL;
+            return false;
+        }
+        a.type = type;
+        return true;
+    }
+};
+
+bool is_digit(char16_t c) { return c >= u'0' && c <= u'9'; }
+
+// A decimal number of the format; false (EOVERFLOW) above INT_MAX.
+bool read_number(const char16_t *&p, int *value) {
+    int n = 0;
+    for (; is_digit(*p); ++p) {
+        if (__builtin_mul_overflow(n, 10, &n) || __builtin_add_overflow(n, int(*p - u'0'), &n)) {
+            errno = EOVERFLOW;
+            return false;
+        }
+    }
+    *value = n;
+    return true;
+}
+
+// Hands out argument numbers, sequential or positional; a format may not mix
+// the two.
+class ArgCursor {
+  public:
+    // "n$" at `p` gives argument n - 1; without it the next in sequence.
+    // -1 (EINVAL) for a mix, an index of 0 or one past the limit.
+    int take(const char16_t *&p) {
+        const char16_t *q = p;
+        int n = 0;
+        if (is_digit(*q) && *q != u'0' && read_number(q, &n) && *q == u'$') {
+            p = q + 1;
+            return positional(n);
+        }
+        return next();
+    }
+
+    // The next argument in sequence.
+    int next() {
+        if (mode_ == Mode::positional)
+            return refuse();
+        mode_ = Mode::sequential;
+        return next_++;
+    }
+
+  private:
+    enum class Mode { unknown, sequential, positional };
+    int positional(int n) {
+        if (mode_ == Mode::sequential || n < 1 || n > kMaxPosition)
+            return refuse();
+        mode_ = Mode::positional;
+        return n - 1;
+    }
+    static int refuse() {
+        errno = EINVAL;
+        return -1;
+    }
+    Mode mode_ = Mode::unknown;
+    int next_ = 0;
+};
+
+Length read_length(const char16_t *&p) {
+    switch (*p) {
+    case u'h':
+        return *++p == u'h' ? (++p, Length::hh) : Length::h;
+    case u'l':
+        return *++p == u'l' ? (++p, Length::ll) : Length::l;
+    case u'q':
+        return ++p, Length::ll;
+    case u'j':
+        return ++p, Length::j;
+    case u'z':
+    case u'Z':
+        return ++p, Length::z;
+    case u't':
+        return ++p, Length::t;
+    case u'L':
+        return ++p, Length::L;
+    default:
+        return Length::none;
+    }
+}
+
+bool is_integer_conv(char16_t c) {
+    return c == u'd' || c == u'i' || c == u'o' || c == u'u' || c == u'x' || c == u'X';
+}
+
+bool is_float_conv(char16_t c) {
+    switch (c) {
+    case u'e': case u'E': case u'f': case u'F': case u'g': case u'G': case u'a': case u'A':
+        return true;
+    default:
+        return false;
+    }
+}
+
+ArgType integer_type(Length length) {
+    switch (length) {
+    case Length::l: return ArgType::long_;
+    case Length::ll: case Length::L: return ArgType::llong;
+    case Length::j: return ArgType::intmax;
+    case Length::z: return ArgType::size;
+    case Length::t: return ArgType::ptrdiff;
+    default: return ArgType::int_;
+    }
+}
+
+// The type a conversion reads, or unset for one that reads nothing (%%);
+// false (EINVAL) for a conversion this formatter does not know.
+bool value_type(const Spec &spec, ArgType *type) {
+    const char16_t c = spec.conv;
+    if (is_integer_conv(c))
+        *type = integer_type(spec.length);
+    else if (is_float_conv(c))
+        *type = spec.length == Length::L ? ArgType::ldouble : ArgType::double_;
+    else if (c == u'c' || c == u'C')
+        *type = ArgType::int_;
+    else if (c == u's' || c == u'S' || c == u'p' || c == u'n')
+        *type = ArgType::pointer;
+    else if (c == u'%')
+        *type = ArgType::unset;
+    else {
+        errno = EINVAL;
+        return false;
+    }
+    return true;
+}
+
+// Reads a width or precision: digits, "*" or "*n$".
+bool read_amount(const char16_t *&p, ArgCursor &cursor, int *value, int *arg) {
+    if (*p != u'*')
+        return read_number(p, value);
+    ++p;
+    *arg = cursor.take(p);
+    return *arg >= 0;
+}
+
+// Parses the conversion after a '%' and advances `p` behind it.
+bool parse_spec(const char16_t *&p, ArgCursor &cursor, Spec *spec) {
+    if (*p == u'%') {
+        spec->conv = *p++;
+        return true;
+    }
+    // The value's "n$" comes first; a sequential value is numbered after
+    // its "*" width and precision, so its number is taken at the end.
+    const char16_t *q = p;
+    int position = 0;
+    const bool positional = is_digit(*q) && read_number(q, &position) && *q == u'$';
+    if (positional) {
+        spec->arg = cursor.take(p);
+        if (spec->arg < 0)
+            return false;
+    }
+    for (;; ++p) {
+        switch (*p) {
+        case u'-': spec->flags |= kMinus; continue;
+        case u'+': spec->flags |= kPlus; continue;
+        case u' ': spec->flags |= kSpace; continue;
+        case u'#': spec->flags |= kHash; continue;
+        case u'0': spec->flags |= kZero; continue;
+        case u'\'': spec->flags |= kGroup; continue;
+        default: break;
+        }
+        break;
+    }
+    if (!read_amount(p, cursor, &spec->width, &spec->width_arg))
+        return false;
+    if (*p == u'.') {
+        ++p;
+        spec->precision = 0;
+        if (!read_amount(p, cursor, &spec->precision, &spec->precision_arg))
+            return false;
+    }
+    spec->length = read_length(p);
+    spec->conv = *p;
+    if (spec->conv == 0) {
+        errno = EINVAL;  // the format ends inside a conversion
+        return false;
+    }
+    ++p;
+    if (!positional && spec->conv != u'%') {
+        spec->arg = cursor.next();
+        if (spec->arg < 0)
+            return false;
+    }
+    return true;
+}
+
+// Calls `each(spec)` for every conversion and `literal(text, n)` for the text
+// between them; false when the format is malformed or a callback says so.
+template <class Literal, class Each>
+bool walk(const char16_t *format, Literal literal, Each each) {
+    ArgCursor cursor;
+    const char16_t *p = format;
+    for (;;) {
+        const char16_t *start = p;
+        while (*p != 0 && *p != u'%')
+            ++p;
+        if (p != start && !literal(start, size_t(p - start)))
+            return false;
+        if (*p == 0)
+            return true;
+        ++p;
+        Spec spec;
+        if (!parse_spec(p, cursor, &spec) || !each(spec))
+            return false;
+    }
+}
+
+// The format parsed once: literal text, each piece followed by the
+// conversion behind it (none after the last piece).
+struct Step {
+    const char16_t *text = nullptr;
+    size_t length = 0;
+    bool convert = false;
+    Spec spec;
+};
+using Plan = SmallArray<Step, 16>;
+
+// The plan of the format, the types of all arguments, then their values.
+bool collect(const char16_t *format, va_list arguments, Plan &plan, ArgTable &table) {
+    const auto add = [&plan]() -> Step * {
+        return plan.resize(plan.size() + 1) ? &plan[plan.size() - 1] : nullptr;
+    };
+    const bool typed = walk(
+        format,
+        [&](const char16_t *text, size_t n) {
+            Step *step = add();
+            if (step != nullptr)
+                step->text = text, step->length = n;
+            return step != nullptr;
+        },
+        [&](const Spec &spec) {
+            Step *step = plan.size() != 0 && !plan[plan.size() - 1].convert
+                             ? &plan[plan.size() - 1]
+                             : add();
+            if (step == nullptr)
+                return false;
+            step->convert = true;
+            step->spec = spec;
+            ArgType type;
+            if (!value_type(spec, &type))
+                return false;
+            if (spec.width_arg >= 0 && !table.claim(spec.width_arg, ArgType::int_))
+                return false;
+            if (spec.precision_arg >= 0 && !table.claim(spec.precision_arg, ArgType::int_))
+                return false;
+            return type == ArgType::unset || table.claim(spec.arg, type);
+        });
+    if (!typed)
+        return false;
+    va_list ap;
+    va_copy(ap, arguments);
+    bool complete = true;
+    for (int i = 0; i < table.size() && complete; ++i) {
+        Arg &a = table[i];
+        switch (a.type) {
+        case ArgType::unset: complete = false; break;  // a positional gap: its type is unknown
+        case ArgType::int_: a.i = va_arg(ap, int); break;
+        case ArgType::long_: a.l = va_arg(ap, long); break;
+        case ArgType::llong: a.ll = va_arg(ap, long long); break;
+        case ArgType::intmax: a.j = va_arg(ap, intmax_t); break;
+        case ArgType::size: a.z = va_arg(ap, size_t); break;
+        case ArgType::ptrdiff: a.t = va_arg(ap, ptrdiff_t); break;
+        case ArgType::double_: a.d = va_arg(ap, double); break;
+        case ArgType::ldouble: a.ld = va_arg(ap, long double); break;
+        case ArgType::pointer: a.p = va_arg(ap, void *); break;
+        }
+    }
+    va_end(ap);
+    if (!complete)
+        errno = EINVAL;
+    return complete;
+}
+
+// Where a rendering goes: units up to `capacity` are stored, all are counted.
+struct Sink {
+    char16_t *out;
+    size_t capacity;
+    size_t count = 0;
+
+    size_t room() const { return count < capacity ? capacity - count : 0; }
+    bool fits(size_t n) const { return n <= room(); }
+
+    void put(const char16_t *units, size_t n) {
+        const size_t stored = n < room() ? n : room();
+        if (stored != 0)
+            std::memcpy(out + count, units, stored * sizeof(char16_t));
+        count += n;
+    }
+    void fill(char16_t unit, size_t n) {
+        const size_t stored = n < room() ? n : room();
+        for (size_t i = 0; i < stored; ++i)
+            out[count + i] = unit;
+        count += n;
+    }
+    // ASCII from snprintf, widened.
+    void widen(const char *bytes, size_t n) {
+        const size_t stored = n < room() ? n : room();
+        for (size_t i = 0; i < stored; ++i)
+            out[count + i] = static_cast<unsigned char>(bytes[i]);
+        count += n;
+    }
+};
+
+bool is_high_surrogate(uint32_t u) { return u >= 0xD800 && u <= 0xDBFF; }
+
+// One code point of UTF-8 at `p`, with its length in bytes; false at an
+// invalid or cut-off sequence.
+bool decode_utf8(const unsigned char *p, uint32_t *code, int *bytes) {
+    const uint32_t b0 = p[0];
+    if (b0 < 0x80) {
+        *code = b0, *bytes = 1;
+        return true;
+    }
+    int n;
+    uint32_t c, least;
+    if ((b0 & 0xE0) == 0xC0)
+        n = 2, c = b0 & 0x1F, least = 0x80;
+    else if ((b0 & 0xF0) == 0xE0)
+        n = 3, c = b0 & 0x0F, least = 0x800;
+    else if ((b0 & 0xF8) == 0xF0)
+        n = 4, c = b0 & 0x07, least = 0x10000;
+    else
+        return false;
+    for (int i = 1; i < n; ++i) {
+        if ((p[i] & 0xC0) != 0x80)  // a terminator stops here too
+            return false;
+        c = (c << 6) | (p[i] & 0x3F);
+    }
+    if (c < least || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF))
+        return false;
+    *code = c, *bytes = n;
+    return true;
+}
+
+// 8-bit text as 16-bit units: at most `limit` units, never half a pair.
+// Gives the units written (or counted, with `sink` null); -1 (EILSEQ) at
+// text that is not UTF-8.
+int64_t put_utf8(const char *text, size_t limit, Sink *sink) {
+    const auto *p = reinterpret_cast<const unsigned char *>(text);
+    size_t units = 0;
+    while (*p != 0 && units < limit) {
+        uint32_t code;
+        int bytes;
+        if (!decode_utf8(p, &code, &bytes)) {
+            errno = EILSEQ;
+            return -1;
+        }
+        char16_t pair[2];
+        size_t n = 1;
+        if (code < 0x10000) {
+            pair[0] = char16_t(code);
+        } else {
+            if (limit - units < 2)
+                break;
+            code -= 0x10000;
+            pair[0] = char16_t(0xD800 + (code >> 10)), pair[1] = char16_t(0xDC00 + (code & 0x3FF));
+            n = 2;
+        }
+        if (sink != nullptr)
+            sink->put(pair, n);
+        units += n;
+        p += bytes;
+    }
+    return int64_t(units);
+}
+
+// The units of 16-bit text to write: up to the terminator or `limit`, never
+// half a pair.
+size_t wide_extent(const char16_t *text, size_t limit) {
+    size_t n = 0;
+    while (n < limit && text[n] != 0)
+        ++n;
+    if (n == limit && n != 0 && text[n] != 0 && is_high_surrogate(text[n - 1]))
+        --n;
+    return n;
+}
+
+void pad(Sink &sink, size_t width, size_t length) {
+    if (width > length)
+        sink.fill(u' ', width - length);
+}
+
+// Text conversions: %s, %c and their 8-bit forms, padded to the width.
+bool put_text(Sink &sink, const Spec &spec, int width, int precision, const Arg &value) {
+    const bool narrow = spec.conv == u'S' || spec.conv == u'C' || spec.length == Length::h;
+    const bool left = (spec.flags & kMinus) != 0;
+    const size_t limit = precision < 0 ? SIZE_MAX : size_t(precision);
+    const size_t w = size_t(width);
+    if (spec.conv == u'c' || spec.conv == u'C') {
+        char16_t unit = char16_t(value.i);
+        if (narrow) {
+            const unsigned char byte = static_cast<unsigned char>(value.i);
+            if (byte >= 0x80) {  // not a character of UTF-8 on its own
+                errno = EILSEQ;
+                return false;
+            }
+            unit = byte;
+        }
+        if (!left)
+            pad(sink, w, 1);
+        sink.put(&unit, 1);
+        if (left)
+            pad(sink, w, 1);
+        return true;
+    }
+    const void *text = value.p;
+    if (text == nullptr) {
+        // As printf: "(null)", or nothing when the precision cuts it.
+        static const char16_t kNull[] = u"(null)";
+        const size_t n = precision < 0 || precision >= 6 ? 6 : 0;
+        if (!left)
+            pad(sink, w, n);
+        sink.put(kNull, n);
+        if (left)
+            pad(sink, w, n);
+        return true;
+    }
+    if (!narrow) {
+        const auto *units = static_cast<const char16_t *>(text);
+        const size_t n = wide_extent(units, limit);
+        if (!left)
+            pad(sink, w, n);
+        sink.put(units, n);
+        if (left)
+            pad(sink, w, n);
+        return true;
+    }
+    const char *bytes = static_cast<const char *>(text);
+    const int64_t n = put_utf8(bytes, limit, nullptr);
+    if (n < 0)
+        return false;
+    if (!left)
+        pad(sink, w, size_t(n));
+    put_utf8(bytes, limit, &sink);
+    if (left)
+        pad(sink, w, size_t(n));
+    return true;
+}
+
+// The narrow conversion handed to snprintf: flags, "*.*", the length of the
+// argument's type and the conversion.
+void narrow_spec(const Spec &spec, ArgType type, char *out) {
+    char *o = out;
+    *o++ = '%';
+    if (spec.flags & kMinus) *o++ = '-';
+    if (spec.flags & kPlus) *o++ = '+';
+    if (spec.flags & kSpace) *o++ = ' ';
+    if (spec.flags & kHash) *o++ = '#';
+    if (spec.flags & kZero) *o++ = '0';
+    if (spec.flags & kGroup) *o++ = '\'';
+    *o++ = '*', *o++ = '.', *o++ = '*';
+    if (is_integer_conv(spec.conv)) {
+        // The length keeps hh and h, whose truncation snprintf applies.
+        switch (spec.length) {
+        case Length::hh: *o++ = 'h', *o++ = 'h'; break;
+        case Length::h: *o++ = 'h'; break;
+        case Length::l: *o++ = 'l'; break;
+        case Length::ll: case Length::L: *o++ = 'l', *o++ = 'l'; break;
+        case Length::j: *o++ = 'j'; break;
+        case Length::z: *o++ = 'z'; break;
+        case Length::t: *o++ = 't'; break;
+        case Length::none: break;
+        }
+    } else if (type == ArgType::ldouble) {
+        *o++ = 'L';
+    }
+    *o++ = char(spec.conv);
+    *o = 0;
+}
+
+int print_number(char *buffer, size_t size, const char *format, int width, int precision,
+                 const Arg &v) {
+    switch (v.type) {
+    case ArgType::int_: return std::snprintf(buffer, size, format, width, precision, v.i);
+    case ArgType::long_: return std::snprintf(buffer, size, format, width, precision, v.l);
+    case ArgType::llong: return std::snprintf(buffer, size, format, width, precision, v.ll);
+    case ArgType::intmax: return std::snprintf(buffer, size, format, width, precision, v.j);
+    case ArgType::size: return std::snprintf(buffer, size, format, width, precision, v.z);
+    case ArgType::ptrdiff: return std::snprintf(buffer, size, format, width, precision, v.t);
+    case ArgType::double_: return std::snprintf(buffer, size, format, width, precision, v.d);
+    case ArgType::ldouble: return std::snprintf(buffer, size, format, width, precision, v.ld);
+    case ArgType::pointer: return std::snprintf(buffer, size, format, width, precision, v.p);
+    case ArgType::unset: break;
+    }
+    errno = EINVAL;
+    return -1;
+}
+
+// Numbers and pointers, through snprintf; a long result is formatted again
+// into a block of its size, unless it only needs counting.
+bool put_number(Sink &sink, const Spec &spec, int width, int precision, const Arg &value) {
+    char format[24];
+    narrow_spec(spec, value.type, format);
+    char small[128];
+    const int n = print_number(small, sizeof small, format, width, precision, value);
+    if (n < 0)
+        return false;
+    if (size_t(n) < sizeof small) {
+        sink.widen(small, size_t(n));
+        return true;
+    }
+    if (!sink.fits(size_t(n))) {
+        sink.count += size_t(n);
+        return true;
+    }
+    char *large = static_cast<char *>(std::malloc(size_t(n) + 1));
+    if (large == nullptr) {
+        errno = ENOMEM;
+        return false;
+    }
+    print_number(large, size_t(n) + 1, format, width, precision, value);
+    sink.widen(large, size_t(n));
+    std::free(large);
+    return true;
+}
+
+// %n: the units so far, stored at the width the length names.
+void store_count(const Spec &spec, size_t count, const Arg &value) {
+    const auto n = static_cast<long long>(count);
+    switch (spec.length) {
+    case Length::hh: *static_cast<signed char *>(value.p) = static_cast<signed char>(n); break;
+    case Length::h: *static_cast<short *>(value.p) = static_cast<short>(n); break;
+    case Length::l: *static_cast<long *>(value.p) = static_cast<long>(n); break;
+    case Length::ll: case Length::L: *static_cast<long long *>(value.p) = n; break;
+    case Length::j: *static_cast<intmax_t *>(value.p) = n; break;
+    case Length::z: *static_cast<size_t *>(value.p) = count; break;
+    case Length::t: *static_cast<ptrdiff_t *>(value.p) = static_cast<ptrdiff_t>(n); break;
+    case Length::none: *static_cast<int *>(value.p) = static_cast<int>(n); break;
+    }
+}
+
+bool put_conversion(Sink &sink, const Spec &spec, const ArgTable &table) {
+    if (spec.conv == u'%') {
+        sink.put(u"%", 1);
+        return true;
+    }
+    int width = spec.width_arg >= 0 ? table[spec.width_arg].i : spec.width;
+    int precision = spec.precision_arg >= 0 ? table[spec.precision_arg].i : spec.precision;
+    const Arg &value = table[spec.arg];
+    if (spec.conv == u'n') {
+        if (value.p != nullptr)
+            store_count(spec, sink.count, value);
+        return true;
+    }
+    if (spec.conv == u's' || spec.conv == u'S' || spec.conv == u'c' || spec.conv == u'C') {
+        Spec text = spec;
+        if (spec.width_arg >= 0 && width < 0) {  // a negative "*" width is "-" and its size
+            text.flags |= kMinus;
+            width = width == INT_MIN ? INT_MAX : -width;
+        }
+        return put_text(sink, text, width < 0 ? 0 : width, precision, value);
+    }
+    return put_number(sink, spec, width < 0 && spec.width_arg < 0 ? 0 : width, precision, value);
+}
+
+// One rendering: the number of units of the whole text, -1 on failure.
+int64_t render(const Plan &plan, const ArgTable &table, Sink &sink) {
+    for (int i = 0; i < plan.size(); ++i) {
+        const Step &step = plan[i];
+        sink.put(step.text, step.length);
+        if (step.convert && !put_conversion(sink, step.spec, table))
+            return -1;
+    }
+    if (sink.count > size_t{INT_MAX}) {
+        errno = EOVERFLOW;
+        return -1;
+    }
+    return int64_t(sink.count);
+}
+
+}  // namespace
+
+Formatted<char16_t> format_block(size_t head, Heap heap, const char16_t *format,
+                                 va_list arguments) {
+    if (format == nullptr)
+        format = u"";
+    Plan plan;
+    ArgTable table;
+    if (!collect(format, arguments, plan, table))
+        return {};
+    char16_t small[2048];
+    Sink first{small, sizeof small / sizeof small[0]};
+    const int64_t length = render(plan, table, first);
+    if (length < 0)
+        return {};
+    size_t total, bytes;
+    if (__builtin_add_overflow(head, size_t(length), &total) ||
+        !block_bytes<char16_t>(total, &bytes))
+        return {};
+    auto *block = static_cast<char16_t *>(heap.alloc(bytes));
+    if (block == nullptr) {
+        errno = ENOMEM;
+        return {};
+    }
+    if (size_t(length) <= first.capacity) {
+        std::memcpy(block + head, small, size_t(length) * sizeof(char16_t));
+    } else {
+        // Only a number too long for the stack can fail here, for memory.
+        Sink second{block + head, size_t(length)};
+        if (render(plan, table, second) < 0) {
+            heap.release(block);
+            return {};
+        }
+    }
+    block[total] = 0;
+    return {block, size_t(length)};
+}
+
+}  // namespace vesk::text

@@ -1040,6 +1040,110 @@ VESK_API NuPathList *NuPosixGetSearchPath(NuPathList *list);
 VESK_API NuPathList *NuWinGetSearchPath(NuPathList *list);
 
 /* ------------------------------------------------------------------------ */
+/* Tokeniser                                                                 */
+/* ------------------------------------------------------------------------ */
+
+/* The scanner state of NuStrtok, owned by the caller; nothing in it needs to
+ * be released. The first four fields are the results of a call, the others
+ * belong to the scanner. It points into the text and into the compiled
+ * delimit-string, which must both stay in place while it is in use. */
+typedef struct NuSTRTOK {
+    char *tok_text;      /* first character of the token */
+    size_t tok_len;      /* its length in characters */
+    int32_t tok_type;    /* NU_TOK_WORD, a single character (1..255), an atom (< 0); 0: none yet */
+    int32_t tok_end;     /* the character that followed the token (a NUL may stand there now); 0 at the end */
+    char *start;         /* start of the text */
+    char *cursor;        /* where scanning goes on; null once the text is done */
+    char *atoms;         /* compiled atom table, or null */
+    char *singles;       /* single-character tokens, or null */
+    char *wordset;       /* word characters, or null */
+    char *delims;        /* plain delimiters */
+    char *open;          /* open marker of the atom last matched */
+    char *close;         /* its close marker, or null */
+    int32_t atom_type;   /* type of the atom last matched */
+    char quote[2];       /* a quote character and a NUL: both markers of a quoted atom */
+    char pending_single; /* a single-character token reached but not yet returned */
+    char pending_atom;   /* first character of an atom reached but not yet returned */
+    size_t pending_len;  /* length of that atom */
+} NuSTRTOK;
+
+/* The scanner state of NuWcstok: NuSTRTOK over 16-bit units. */
+typedef struct NuWCSTOK {
+    char16_t *tok_text;      /* first unit of the token */
+    size_t tok_len;          /* its length in units */
+    int32_t tok_type;        /* as in NuSTRTOK; a single-unit token's type is the unit */
+    int32_t tok_end;         /* the unit that followed the token; 0 at the end */
+    char16_t *start;         /* start of the text */
+    char16_t *cursor;        /* where scanning goes on; null once the text is done */
+    char16_t *atoms;         /* compiled atom table, or null */
+    char16_t *singles;       /* single-unit tokens, or null */
+    char16_t *wordset;       /* word units, or null */
+    char16_t *delims;        /* plain delimiters */
+    char16_t *open;          /* open marker of the atom last matched */
+    char16_t *close;         /* its close marker, or null */
+    int32_t atom_type;       /* type of the atom last matched */
+    char16_t quote[2];       /* a quote unit and a NUL */
+    char16_t pending_single; /* a single-unit token reached but not yet returned */
+    char16_t pending_atom;   /* first unit of an atom reached but not yet returned */
+    size_t pending_len;      /* length of that atom */
+} NuWCSTOK;
+
+/* Token types (tok_type). A single-character token has the character's value
+ * (1..255); an atom of the delimit-string's table has -1 for its first entry,
+ * -2 for the second, and so on. */
+#define NU_TOK_WORD     257  /* a word, or a fixed-length take */
+#define NU_TOK_SQUOTED  (-256) /* an atom between single quotes */
+#define NU_TOK_DQUOTED  (-257) /* an atom between double quotes */
+
+/* Flags of NuStrtok and NuWcstok. NOCUT, KEEPLF and KEEPCR must stay the same
+ * throughout one text: the next call has to know what the last one did. */
+#define NU_TOK_NOCUT     0x0001u /* never change the text: no NUL written, nothing restored or unescaped */
+#define NU_TOK_KEEPLF    0x0002u /* a line feed that ends a token stays in the text */
+#define NU_TOK_KEEPCR    0x0004u /* a carriage return that ends a token stays in the text */
+#define NU_TOK_SQUOTE    0x0010u /* a single quote opens an atom */
+#define NU_TOK_DQUOTE    0x0020u /* a double quote opens an atom */
+#define NU_TOK_NOQUOTE   0x0040u /* no quote opens an atom: beats the two above and quote entries of the table */
+#define NU_TOK_NOESC     0x0080u /* a backslash is an ordinary character in words */
+#define NU_TOK_NOATOMESC 0x0100u /* a backslash is an ordinary character inside atoms */
+#define NU_TOK_UNESC     0x0200u /* remove escaping backslashes from the token, in place */
+#define NU_TOK_SKIP      0x0400u /* stop in front of the next token without taking it */
+#define NU_TOK_SETDELIM  0x0800u /* install the delimit-string and return, taking no token */
+#define NU_TOK_FIXED     0x1000u /* take *(size_t *)delimit characters as they come */
+
+/* A restartable strtok with a small language in its delimit-string:
+ *   "[!chars]"  single-character tokens: each ends a word and is a token;
+ *   "[^chars]"  word characters: only these form words, all others delimit;
+ *   "[@e||e]"   atoms: an entry "open*close" is a bracketed stretch that nests
+ *               and comes back as one token; "open" alone (two characters or
+ *               more) is a multi-character operator; a backslash escapes a
+ *               marker's "*", "|" or "]";
+ * groups in any order, each kind once, then the plain delimiters (the whole
+ * rest of the string; empty means none).
+ *
+ * `string` and `delimit` given: a new scan (`state` cleared, the
+ * delimit-string compiled in place: it must be writable and is spent).
+ * `string` alone: a new text with the tables already in `state`. `delimit`
+ * alone: new delimiters from the current place on; the character that ended
+ * the last token is scanned again. Neither: the next token. With
+ * NU_TOK_FIXED, `delimit` points at a size_t count instead.
+ *
+ * The token is `tok_text`/`tok_len`, NUL-ended in the text unless NOCUT,
+ * KEEPLF or KEEPCR kept it whole. 1 for a token (or the asked step), 0 when
+ * the text has no further token, -1 after a report (facility 504, syserr
+ * EINVAL): 1286, variant 1 (the delimit-string, "@delimit-string") for a
+ * refused delimit-string; 1288, variant 1 (the text from the open marker's
+ * last character, "atom-expression", its first character) for an atom the
+ * text doesn't close. A null `state` is reported as 258 (variant 2,
+ * "@state"). Nothing is allocated. A call costs the units it scans and one
+ * walk of the atom table; a unit that can open an atom costs a walk of the
+ * table more (the first entry that matches wins). */
+VESK_API int64_t NuStrtok(char *string, char *delimit, uint32_t flags, NuSTRTOK *state,
+                          VeskErr *status);
+/* NuStrtok over 16-bit units; the text of either report is "???". */
+VESK_API int64_t NuWcstok(char16_t *string, char16_t *delimit, uint32_t flags, NuWCSTOK *state,
+                          VeskErr *status);
+
+/* ------------------------------------------------------------------------ */
 /* Mutexes and conditions                                                    */
 /* ------------------------------------------------------------------------ */
 

@@ -252,6 +252,111 @@ const HostileCase kCases[] = {
      }},
     {"case: null strings",
      [] { return NuWcslwr_c(nullptr) == nullptr && NuWcsupr_c(nullptr) == nullptr; }},
+
+    {"tokens: null state, with and without a record",
+     [] {
+         VeskErr err{};
+         char text[] = "a", delimit[] = " ";
+         return NuStrtok(text, delimit, 0, nullptr, &err) == -1 &&
+                err.status == VESK_STATUS(VESK_FAC_TOKEN, VESK_E_FAULT) &&
+                NuWcstok(nullptr, nullptr, 0, nullptr, nullptr) == -1;
+     }},
+    {"tokens: an empty state and no text",
+     [] {
+         NuSTRTOK state{};
+         char delimit[] = "[@(*)]";
+         return NuStrtok(nullptr, nullptr, 0, &state, nullptr) == 0 &&
+                NuStrtok(nullptr, delimit, 0, &state, nullptr) == 0 &&
+                std::string(delimit) == "[@(*)]";  // nothing to scan: nothing compiled
+     }},
+    {"tokens: a text with no tables is one token",
+     [] {
+         NuSTRTOK state{};
+         char text[] = "a b";
+         return NuStrtok(text, nullptr, 0, &state, nullptr) == 1 && state.tok_len == 3;
+     }},
+    {"tokens: a fixed take with no count takes nothing",
+     [] {
+         NuSTRTOK state{};
+         char text[] = "abc", delimit[] = "";
+         return NuStrtok(text, delimit, NU_TOK_SETDELIM, &state, nullptr) == 1 &&
+                NuStrtok(nullptr, nullptr, NU_TOK_FIXED, &state, nullptr) == 1 &&
+                state.tok_len == 0 && state.cursor == text;
+     }},
+    {"tokens: 2,000,000 nested brackets are one atom",
+     [] {
+         std::string text = repeat("(", 1000000) + repeat(")", 1000000) + " x";
+         std::string delimit = "[@(*)] ";
+         NuSTRTOK state{};
+         return NuStrtok(text.data(), delimit.data(), 0, &state, nullptr) == 1 &&
+                state.tok_type == -1 && state.tok_len == 2000000;
+     }},
+    {"tokens: 1,000,000 unclosed brackets are reported",
+     [] {
+         std::string text = repeat("(", 1000000), delimit = "[@(*)]";
+         NuSTRTOK state{};
+         VeskErr err{};
+         return NuStrtok(text.data(), delimit.data(), 0, &state, &err) == -1 &&
+                err.status == VESK_STATUS(VESK_FAC_TOKEN, VESK_E_SYNTAX_UNMATCHED);
+     }},
+    {"tokens: unterminated groups of a million units are refused",
+     [] {
+         std::string text = "a";
+         for (const char *head : {"[@", "[!", "[^", "[@a*"}) {
+             std::string delimit = head + repeat("x", 1000000);
+             NuSTRTOK state{};
+             if (NuStrtok(text.data(), delimit.data(), 0, &state, nullptr) != -1)
+                 return false;
+         }
+         return true;
+     }},
+    {"tokens: a million-unit delimiter set over a million one-unit tokens",
+     [] {
+         std::string delimit = repeat(" ,;", 333333), text = repeat("a,", 500000);
+         NuSTRTOK state{};
+         size_t n = 0;
+         for (int64_t r = NuStrtok(text.data(), delimit.data(), 0, &state, nullptr); r == 1;
+              r = NuStrtok(nullptr, nullptr, 0, &state, nullptr))
+             ++n;
+         return n == 500000;
+     }},
+    {"tokens: 60,000 word units over 500,000 16-bit units outside them",
+     [] {
+         std::u16string delimit = u"[^";
+         for (char16_t u = 0x1000; u < 0x1000 + 60000; ++u)
+             delimit += u;
+         delimit += u"]";
+         std::u16string text;
+         for (int i = 0; i < 250000; ++i)
+             text += u"\u1234\uFFFF";
+         NuWCSTOK state{};
+         size_t n = 0;
+         for (int64_t r = NuWcstok(text.data(), delimit.data(), 0, &state, nullptr); r == 1;
+              r = NuWcstok(nullptr, nullptr, 0, &state, nullptr))
+             ++n;
+         return n == 250000;
+     }},
+    {"tokens: a 50,000-entry atom table over one long word",
+     [] {
+         std::string delimit = "[@";
+         for (int i = 0; i < 50000; ++i)
+             delimit += "b" + std::to_string(i) + "||";
+         delimit += "c]";
+         std::string text = repeat("a", 4000000);
+         NuSTRTOK state{};
+         return NuStrtok(text.data(), delimit.data(), 0, &state, nullptr) == 1 &&
+                state.tok_len == 4000000;
+     }},
+    {"tokens: 16 MB of words",
+     [] {
+         std::string text = repeat("word ", 16 << 20 >> 2), delimit = " \t\n";
+         NuSTRTOK state{};
+         size_t n = 0;
+         for (int64_t r = NuStrtok(text.data(), delimit.data(), 0, &state, nullptr); r == 1;
+              r = NuStrtok(nullptr, nullptr, 0, &state, nullptr))
+             ++n;
+         return n == (16 << 20 >> 2);
+     }},
 };
 
 TEST(TextHostileInput, EachCaseGivesItsAnswerInItsOwnProcess) {

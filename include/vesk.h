@@ -378,10 +378,20 @@ struct VeskModule {
 };
 #define VESK_MODLIST_INIT { 0, { 0 }, { 0 }, 0, 0, NULL }
 #define VESK_MODULE_INIT(longkey_, shortkey_, name_, oid_, on_link_, modname_, version_, date_) \
-    {                                                                                       \
-        VESK_RECORD_INIT_(longkey_, shortkey_, name_, on_link_, oid_), VESK_SELIST_INIT, 0, 0, \
-            NULL, VESK_MODLIST_INIT, VESK_MODLIST_INIT, (modname_), { NULL, NULL, 0, 0 },    \
-            NULL, NULL, 0, NULL, 0, NULL, { (version_), (date_) }                          \
+    VESK_MODULE_INIT_(longkey_, shortkey_, name_, on_link_, modname_, NULL, version_, date_, oid_)
+/* As VESK_MODULE_INIT for a module with a dependency table: the loader asks
+ * `deps_` for it before the module is linked, so it stands in the static
+ * record and not in on_link. */
+#define VESK_MODULE_INIT_DEPS(longkey_, shortkey_, name_, oid_, on_link_, modname_, deps_, \
+                              version_, date_)                                            \
+    VESK_MODULE_INIT_(longkey_, shortkey_, name_, on_link_, modname_, deps_, version_, date_, oid_)
+/* Internal: the identifier comes last so that its commas pass through. */
+#define VESK_MODULE_INIT_(longkey_, shortkey_, name_, on_link_, modname_, deps_, version_, date_, \
+                          ...)                                                                 \
+    {                                                                                          \
+        VESK_RECORD_INIT_(longkey_, shortkey_, name_, on_link_, __VA_ARGS__), VESK_SELIST_INIT,  \
+            0, 0, NULL, VESK_MODLIST_INIT, VESK_MODLIST_INIT, (modname_), { NULL, NULL, 0, 0 },  \
+            NULL, (deps_), 0, NULL, 0, NULL, { (version_), (date_) }                          \
     }
 
 /* The operation context: what every operation receives first. */

@@ -57,11 +57,11 @@ docs:
 	cmake --preset release
 	cmake --build --preset release --target docs
 
-# The release library, headers and package files under $(PREFIX).
+# The release library, its shipped modules, headers and package files under $(PREFIX).
 install:
 	@scripts/setup.sh
 	cmake --preset release
-	cmake --build --preset release --target vesk
+	cmake --build --preset release --target vesk urifile
 	cmake --install build/release --prefix $(PREFIX)
 
 clean:

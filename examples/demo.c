@@ -11,6 +11,10 @@
  * 4. Everything released: the last release of each object finalises it,
  *    unlinks it from its peers and frees it.
  * 5. A failing call, and the sentence the library gives its failure.
+ * 6. A plug-in module loaded from its file: "urifile", the file-URI service
+ *    shipped with the library (modules/uri_file/uri_file.c shows how such a
+ *    module is written). The loader finds it in the install's module
+ *    directory by itself; it becomes the default URI service.
  *
  * Every call to an object goes through a row of an operation set found by
  * identifier at run time, so the object decides what happens.
@@ -168,5 +172,32 @@ int main(void) {
     if (NuMsleep(0x100000000ull, &err) < 0)
         printf("a refused sleep says: \"%s\" (errno %d)\n", msg, (int)VeskStatus2unix(NULL,
                                                                                         err.status));
+
+    /* 6: load the module by its name, turn a URI into a path, unload it. */
+    if (VeskMldLoad("urifile", NULL, 0, 0, &err) < 0) {
+        fprintf(stderr, "no URI module: %s\n", msg);
+        return 1;
+    }
+    void *uri = VeskACreateUriWithString(NULL, "file://localhost/tmp/a%20report%20%C3%A9t%C3%A9.txt", 0,
+                                         &err);
+    if (uri == NULL) {
+        fprintf(stderr, "the URI was refused: %s\n", msg);
+        return 1;
+    }
+    char16_t wide[VESK_URIOBJ_WPATH_SIZE];
+    VeskClosure cl;
+    const VeskOid fswpath = {2, VESK_URIOBJ_OP_FSWPATH, {VESK_CAT_OPS, VESK_URIOBJ_FAMILY, 0, 0, 0, 0}};
+    VeskOprow *row = VeskLookupop(uri, &fswpath, &cl, &err);
+    const int64_t units = row != NULL ? ((VeskUriFswpathfn)row->fn)(&cl, &err, wide, VESK_URIOBJ_WPATH_SIZE, 0) : -1;
+    printf("the URI names a path of %lld UTF-16 units, starting \"", (long long)units);
+    for (int64_t i = 0; i < units && i < 14; ++i)
+        putchar(wide[i] < 0x80 ? (char)wide[i] : '?');
+    printf("...\"\n");
+    VeskRelease(uri, 0, NULL);
+    if (VeskMldUnload("urifile", &err) < 0) {
+        fprintf(stderr, "the URI module stays: %s\n", msg);
+        return 1;
+    }
+    printf("the URI module is unloaded again\n");
     return 0;
 }

@@ -378,10 +378,20 @@ struct VeskModule {
 };
 #define VESK_MODLIST_INIT { 0, { 0 }, { 0 }, 0, 0, NULL }
 #define VESK_MODULE_INIT(longkey_, shortkey_, name_, oid_, on_link_, modname_, version_, date_) \
-    {                                                                                       \
-        VESK_RECORD_INIT_(longkey_, shortkey_, name_, on_link_, oid_), VESK_SELIST_INIT, 0, 0, \
-            NULL, VESK_MODLIST_INIT, VESK_MODLIST_INIT, (modname_), { NULL, NULL, 0, 0 },    \
-            NULL, NULL, 0, NULL, 0, NULL, { (version_), (date_) }                          \
+    VESK_MODULE_INIT_(longkey_, shortkey_, name_, on_link_, modname_, NULL, version_, date_, oid_)
+/* As VESK_MODULE_INIT for a module with a dependency table: the loader asks
+ * `deps_` for it before the module is linked, so it stands in the static
+ * record and not in on_link. */
+#define VESK_MODULE_INIT_DEPS(longkey_, shortkey_, name_, oid_, on_link_, modname_, deps_, \
+                              version_, date_)                                            \
+    VESK_MODULE_INIT_(longkey_, shortkey_, name_, on_link_, modname_, deps_, version_, date_, oid_)
+/* Internal: the identifier comes last so that its commas pass through. */
+#define VESK_MODULE_INIT_(longkey_, shortkey_, name_, on_link_, modname_, deps_, version_, date_, \
+                          ...)                                                                 \
+    {                                                                                          \
+        VESK_RECORD_INIT_(longkey_, shortkey_, name_, on_link_, __VA_ARGS__), VESK_SELIST_INIT,  \
+            0, 0, NULL, VESK_MODLIST_INIT, VESK_MODLIST_INIT, (modname_), { NULL, NULL, 0, 0 },  \
+            NULL, (deps_), 0, NULL, 0, NULL, { (version_), (date_) }                          \
     }
 
 /* The operation context: what every operation receives first. */
@@ -661,6 +671,46 @@ VESK_API int64_t _VeskModUnplug(VeskModule *module, VeskErr *status);
 VESK_API int64_t _VeskModUnregister(VeskModule *module, VeskErr *status);
 VESK_API int64_t _VeskModFinish(VeskModule *module, VeskErr *status);
 VESK_API int64_t _VeskModUnload(VeskModule *module, VeskErr *status);
+
+/* ------------------------------------------------------------------------ */
+/* Module loader                                                             */
+/* ------------------------------------------------------------------------ */
+
+/* Loads the module of the request `name` and, with VeskMldLoad, the modules
+ * it depends on, then links them all together. A module is known by its file
+ * key: the name behind the directories, without the tail ".so", and of that
+ * the part behind its last "." ("ab.uri" and "ab.uri.so" give "uri"; a bare
+ * name starting with "zek" keeps that prefix: "zekab.uri" gives "zekuri").
+ * A module already loaded under the key is found without touching a file.
+ * Otherwise the file is the request plus ".so" unless it ends in ".so"; a
+ * request starting with "/" is opened as it stands, any other is looked for
+ * in the `ndirs` directories of `dirs`, then (unless `nodefault` is
+ * non-zero) in VESK_MODULE_PATH (entries split at ";" and ":"), in ten
+ * directories under HOME, and in the system's module directories, the
+ * install's own first. The file must export `_G_vesk_module`, a pointer to a
+ * VeskModule whose `modname` is the key. 1 loaded, 0 loaded already (the
+ * module is now requested either way: state bit VESK_ST_LOADHELD), -1 after a
+ * report (facility 1000: 258/259 for a null or empty name, 33299 for one too
+ * long, 33281 for a file not found, 32771 for a file that isn't the module),
+ * or the negative result of a linking step. */
+VESK_API int64_t VeskMldLoad(const char *name, const char *const *dirs, uint32_t ndirs,
+                             int32_t nodefault, VeskErr *status);
+/* As VeskMldLoad without loading the module's dependencies: those that are
+ * loaded already are connected to it. */
+VESK_API int64_t VeskMldLoad1(const char *name, const char *const *dirs, uint32_t ndirs,
+                              int32_t nodefault, VeskErr *status);
+/* 1 if the module of `name` (a file name without directories or ".so", or a
+ * key) is loaded, 0 if not; -1 after a report (258, 259, or 261 for a key
+ * over 255 characters). */
+VESK_API int64_t VeskMldIsloaded(const char *name, VeskErr *status);
+/* Unloads the module of `name` (as for VeskMldIsloaded): it is unplugged,
+ * unregistered, finished and its file closed, with the dependencies that only
+ * it used. 0 or more when done; -1 after a report: 518 if no such module is
+ * loaded, 771 for a module of the library itself, 49218 while it is busy
+ * (a live instance or hold, or a module using it), and then nothing changes. */
+VESK_API int64_t VeskMldUnload(const char *name, VeskErr *status);
+/* As VeskMldUnload, with the key as it stands. */
+VESK_API int64_t _VeskMldUnload(const char *key, VeskErr *status);
 
 /* ------------------------------------------------------------------------ */
 /* Start-up                                                                  */
@@ -959,6 +1009,134 @@ typedef int64_t (*VeskCcsMb2wcfn)(VeskClosure *cl, VeskErr *err, VeskCcscvtor *c
 /* One wide character to bytes, writing at most `avail`; bytes made. */
 typedef int64_t (*VeskCcsWc2mbfn)(VeskClosure *cl, VeskErr *err, VeskCcscvtor *cvtor,
                                   const char16_t *wc, unsigned char *mb, uint32_t avail);
+
+/* ------------------------------------------------------------------------ */
+/* URI schemes                                                               */
+/* ------------------------------------------------------------------------ */
+
+/* The library names URI handling but holds no implementation: a module binds
+ * the family 1090 on an object of its own and stores that object here while
+ * it is linked. Null until then; the front ends below then report 518
+ * (facility 1090, "urilib") and give their "no service" answer. */
+VESK_API extern void *_G_urilib_service_default;
+
+/* What a service knows of one scheme. */
+typedef struct VeskUriSchemeInfo {
+    int32_t id;         /* the service's number of the scheme */
+    const char *name;   /* "file", lower case */
+    uint32_t flags;     /* the service's own */
+    const char *description;
+} VeskUriSchemeInfo;
+
+/* A scheme number no service gives to a scheme: what a failed lookup by name
+ * answers, as charset identification does. */
+#define VESK_URI_SCHEME_UNKNOWN 2
+/* A length that runs to the NUL. */
+#define VESK_URI_TONUL ((size_t)-1)
+
+/* Make a URI object (an instance of the service's URI class, with the
+ * reference count `retain`) from text: a URI, a 16-bit URI, a file-system
+ * path or a 16-bit one. `mem` is memory for the object or null; `flags` and
+ * `reserved` are the service's; `context` is passed along. The object, or -1
+ * as a pointer after a report (also without a service). The A forms pass a
+ * null `mem`, `retain` 1 and zero `flags` and `reserved`; VeskACreateUriWithString
+ * alone gives null, not -1, for a failure. */
+VESK_API void *VeskCreateUriWithString(void *service, void *mem, const char *string,
+                                       uint32_t retain, uint32_t flags, uintptr_t reserved,
+                                       uintptr_t context, VeskErr *err);
+/* As VeskCreateUriWithString with a 16-bit URI. */
+VESK_API void *VeskCreateUriWithWstring(void *service, void *mem, const char16_t *string,
+                                        uint32_t retain, uint32_t flags, uintptr_t reserved,
+                                        uintptr_t context, VeskErr *err);
+/* As VeskCreateUriWithString with a file-system path. */
+VESK_API void *VeskCreateUriWithFileSystemPath(void *service, void *mem, const char *path,
+                                               uint32_t retain, uint32_t flags,
+                                               uintptr_t reserved, uintptr_t context,
+                                               VeskErr *err);
+/* As VeskCreateUriWithString with a 16-bit file-system path. */
+VESK_API void *VeskCreateUriWithFileSystemWpath(void *service, void *mem, const char16_t *path,
+                                                uint32_t retain, uint32_t flags,
+                                                uintptr_t reserved, uintptr_t context,
+                                                VeskErr *err);
+/* The short form of VeskCreateUriWithString: null after a failure. */
+VESK_API void *VeskACreateUriWithString(void *service, const char *string, uintptr_t context,
+                                        VeskErr *err);
+/* The short form of VeskCreateUriWithWstring: -1 as a pointer after a failure. */
+VESK_API void *VeskACreateUriWithWstring(void *service, const char16_t *string,
+                                         uintptr_t context, VeskErr *err);
+/* The short form of VeskCreateUriWithFileSystemPath. */
+VESK_API void *VeskACreateUriWithFileSystemPath(void *service, const char *path,
+                                                uintptr_t context, VeskErr *err);
+/* The short form of VeskCreateUriWithFileSystemWpath. */
+VESK_API void *VeskACreateUriWithFileSystemWpath(void *service, const char16_t *path,
+                                                 uintptr_t context, VeskErr *err);
+/* 1 if the service knows the scheme `name` (`len` characters, or
+ * VESK_URI_TONUL), else 0; nothing is reported. */
+VESK_API int32_t VeskSupportUriScheme(void *service, const char *name, size_t len);
+/* The number of the scheme `name`; -1 after a report; 2 without a service. */
+VESK_API int32_t VeskGetUriSchemeByName(void *service, const char *name, size_t len,
+                                        VeskErr *err);
+/* The name of scheme `id`; -1 as a pointer after a report; null without a
+ * service. */
+VESK_API const char *VeskGetUriSchemeName(void *service, int32_t id, VeskErr *err);
+/* The record of the scheme `name`, as VeskGetUriSchemeName answers. */
+VESK_API const VeskUriSchemeInfo *VeskGetUriSchemeInfoByName(void *service, const char *name,
+                                                             size_t len, VeskErr *err);
+/* The record of scheme `id`, as VeskGetUriSchemeName answers. */
+VESK_API const VeskUriSchemeInfo *VeskGetUriSchemeInfoByID(void *service, int32_t id,
+                                                           VeskErr *err);
+/* Adds `count` records of `table` to the service's schemes: the service's
+ * status, -1 without a service. The records must stay while they are added. */
+VESK_API int64_t VeskAddUriSchemeInfo(void *service, uint32_t count,
+                                      const VeskUriSchemeInfo *table);
+/* As VeskAddUriSchemeInfo for a caller that holds the service's lock. */
+VESK_API int64_t VeskAddUriSchemeInfo_nlk(void *service, uint32_t count,
+                                          const VeskUriSchemeInfo *table);
+/* Takes `count` records of `table` out of the service's schemes. */
+VESK_API int64_t VeskRemUriSchemeInfo(void *service, uint32_t count,
+                                      const VeskUriSchemeInfo *table);
+/* As VeskRemUriSchemeInfo for a caller that holds the service's lock. */
+VESK_API int64_t VeskRemUriSchemeInfo_nlk(void *service, uint32_t count,
+                                          const VeskUriSchemeInfo *table);
+/* Reads the scheme at the start of `text` (`len` characters or
+ * VESK_URI_TONUL): the length of the scheme name ahead of its ":", 0 if the
+ * text has none; -1 after a report or without a service. `*id` (if not null)
+ * gets the scheme's number, or VESK_URI_SCHEME_UNKNOWN. `flags` are the
+ * service's. */
+VESK_API int32_t _VeskParseUriScheme(void *service, const char *text, size_t len, int32_t *id,
+                                     uint32_t flags, VeskErr *err);
+/* As _VeskParseUriScheme over 16-bit text. */
+VESK_API int32_t _VeskWparseUriScheme(void *service, const char16_t *text, size_t len,
+                                      int32_t *id, uint32_t flags, VeskErr *err);
+
+/* Rows of a URI service's set (family 1090): each receives the closure, the
+ * status record and the front end's arguments behind `service`. */
+#define VESK_URI_FAMILY VESK_FAC_URI
+#define VESK_URI_OP_CREATE_STRING   4
+#define VESK_URI_OP_CREATE_WSTRING  5
+#define VESK_URI_OP_CREATE_PATH     6
+#define VESK_URI_OP_CREATE_WPATH    7
+#define VESK_URI_OP_SUPPORT         8
+#define VESK_URI_OP_SCHEME_BYNAME   9
+#define VESK_URI_OP_SCHEME_NAME     10
+#define VESK_URI_OP_INFO_BYNAME     11
+#define VESK_URI_OP_INFO_BYID       12
+#define VESK_URI_OP_ADD             13
+#define VESK_URI_OP_ADD_NLK         14
+#define VESK_URI_OP_REM             15
+#define VESK_URI_OP_REM_NLK         16
+#define VESK_URI_OP_PARSE           17
+#define VESK_URI_OP_WPARSE          18
+#define VESK_URI_OP_COUNT           19
+
+/* The family of URI objects, and its row that gives an object's file-system
+ * path as 16-bit text: (closure, err, buffer, size in units, flags 0) -> the
+ * length written (1 to size - 1, NUL-ended), or negative after a report. */
+#define VESK_URIOBJ_FAMILY 1092
+#define VESK_URIOBJ_OP_FSWPATH 7
+#define VESK_URIOBJ_WPATH_SIZE 1025
+typedef int64_t (*VeskUriFswpathfn)(VeskClosure *cl, VeskErr *err, char16_t *buffer,
+                                    uint32_t size, uint32_t flags);
 
 /* ------------------------------------------------------------------------ */
 /* Object life cycle                                                         */

@@ -38,6 +38,14 @@ flags=$("$pkgconfig" --cflags --libs vesk) || fail "pkg-config does not know ves
     fail "the C program does not build with: $flags"
 LD_LIBRARY_PATH="$prefix/$libdir" "$prefix/hello_c" || fail "the C program failed"
 
+# The shipped modules are installed and found with no search variables set.
+[ -e "$prefix/$libdir/vesk/modules/urifile.so" ] || fail "the URI module is not installed"
+# shellcheck disable=SC2086
+"$cc" -std=c11 -Wall -Wextra -Werror $sanflags "$here/load_module.c" $flags -o "$prefix/load_module" ||
+    fail "the module loader program does not build"
+env -u VESK_MODULE_PATH -u HOME LD_LIBRARY_PATH="$prefix/$libdir" "$prefix/load_module" ||
+    fail "the installed URI module does not load"
+
 # C++: find_package(vesk) and the imported target vesk::vesk.
 "$cmake" -S "$here/cmake" -B "$prefix/cxx-build" -G "$generator" \
     -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Debug \

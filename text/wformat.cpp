@@ -60,7 +60,7 @@ struct Arg {
 };
 
 // One conversion. Argument numbers are 0-based; -1 means "not used".
-struct Spec {
+struct Directive {
     unsigned flags = 0;
     int width = -1, width_arg = -1;
     int precision = -1, precision_arg = -1;
@@ -241,12 +241,12 @@ ArgType integer_type(Length length) {
 
 // The type a conversion reads, or unset for one that reads nothing (%%);
 // false (EINVAL) for a conversion this formatter does not know.
-bool value_type(const Spec &spec, ArgType *type) {
-    const char16_t c = spec.conv;
+bool value_type(const Directive &directive, ArgType *type) {
+    const char16_t c = directive.conv;
     if (is_integer_conv(c))
-        *type = integer_type(spec.length);
+        *type = integer_type(directive.length);
     else if (is_float_conv(c))
-        *type = spec.length == Length::L ? ArgType::ldouble : ArgType::double_;
+        *type = directive.length == Length::L ? ArgType::ldouble : ArgType::double_;
     else if (c == u'c' || c == u'C')
         *type = ArgType::int_;
     else if (c == u's' || c == u'S' || c == u'p' || c == u'n')
@@ -270,9 +270,9 @@ bool read_amount(const char16_t *&p, ArgCursor &cursor, int *value, int *arg) {
 }
 
 // Parses the conversion after a '%' and advances `p` behind it.
-bool parse_spec(const char16_t *&p, ArgCursor &cursor, Spec *spec) {
+bool parse_directive(const char16_t *&p, ArgCursor &cursor, Directive *directive) {
     if (*p == u'%') {
-        spec->conv = *p++;
+        directive->conv = *p++;
         return true;
     }
     // The value's "n$" comes first; a sequential value is numbered after
@@ -281,46 +281,46 @@ bool parse_spec(const char16_t *&p, ArgCursor &cursor, Spec *spec) {
     int position = 0;
     const bool positional = is_digit(*q) && read_number(q, &position) && *q == u'$';
     if (positional) {
-        spec->arg = cursor.take(p);
-        if (spec->arg < 0)
+        directive->arg = cursor.take(p);
+        if (directive->arg < 0)
             return false;
     }
     for (;; ++p) {
         switch (*p) {
-        case u'-': spec->flags |= kMinus; continue;
-        case u'+': spec->flags |= kPlus; continue;
-        case u' ': spec->flags |= kSpace; continue;
-        case u'#': spec->flags |= kHash; continue;
-        case u'0': spec->flags |= kZero; continue;
-        case u'\'': spec->flags |= kGroup; continue;
+        case u'-': directive->flags |= kMinus; continue;
+        case u'+': directive->flags |= kPlus; continue;
+        case u' ': directive->flags |= kSpace; continue;
+        case u'#': directive->flags |= kHash; continue;
+        case u'0': directive->flags |= kZero; continue;
+        case u'\'': directive->flags |= kGroup; continue;
         default: break;
         }
         break;
     }
-    if (!read_amount(p, cursor, &spec->width, &spec->width_arg))
+    if (!read_amount(p, cursor, &directive->width, &directive->width_arg))
         return false;
     if (*p == u'.') {
         ++p;
-        spec->precision = 0;
-        if (!read_amount(p, cursor, &spec->precision, &spec->precision_arg))
+        directive->precision = 0;
+        if (!read_amount(p, cursor, &directive->precision, &directive->precision_arg))
             return false;
     }
-    spec->length = read_length(p);
-    spec->conv = *p;
-    if (spec->conv == 0) {
+    directive->length = read_length(p);
+    directive->conv = *p;
+    if (directive->conv == 0) {
         errno = EINVAL;  // the format ends inside a conversion
         return false;
     }
     ++p;
-    if (!positional && spec->conv != u'%') {
-        spec->arg = cursor.next();
-        if (spec->arg < 0)
+    if (!positional && directive->conv != u'%') {
+        directive->arg = cursor.next();
+        if (directive->arg < 0)
             return false;
     }
     return true;
 }
 
-// Calls `each(spec)` for every conversion and `literal(text, n)` for the text
+// Calls `each(directive)` for every conversion and `literal(text, n)` for the text
 // between them; false when the format is malformed or a callback says so.
 template <class Literal, class Each>
 bool walk(const char16_t *format, Literal literal, Each each) {
@@ -335,8 +335,8 @@ bool walk(const char16_t *format, Literal literal, Each each) {
         if (*p == 0)
             return true;
         ++p;
-        Spec spec;
-        if (!parse_spec(p, cursor, &spec) || !each(spec))
+        Directive directive;
+        if (!parse_directive(p, cursor, &directive) || !each(directive))
             return false;
     }
 }
@@ -347,7 +347,7 @@ struct Step {
     const char16_t *text = nullptr;
     size_t length = 0;
     bool convert = false;
-    Spec spec;
+    Directive directive;
 };
 using Plan = SmallArray<Step, 16>;
 
@@ -364,22 +364,22 @@ bool collect(const char16_t *format, va_list arguments, Plan &plan, ArgTable &ta
                 step->text = text, step->length = n;
             return step != nullptr;
         },
-        [&](const Spec &spec) {
+        [&](const Directive &directive) {
             Step *step = plan.size() != 0 && !plan[plan.size() - 1].convert
                              ? &plan[plan.size() - 1]
                              : add();
             if (step == nullptr)
                 return false;
             step->convert = true;
-            step->spec = spec;
+            step->directive = directive;
             ArgType type;
-            if (!value_type(spec, &type))
+            if (!value_type(directive, &type))
                 return false;
-            if (spec.width_arg >= 0 && !table.claim(spec.width_arg, ArgType::int_))
+            if (directive.width_arg >= 0 && !table.claim(directive.width_arg, ArgType::int_))
                 return false;
-            if (spec.precision_arg >= 0 && !table.claim(spec.precision_arg, ArgType::int_))
+            if (directive.precision_arg >= 0 && !table.claim(directive.precision_arg, ArgType::int_))
                 return false;
-            return type == ArgType::unset || table.claim(spec.arg, type);
+            return type == ArgType::unset || table.claim(directive.arg, type);
         });
     if (!typed)
         return false;
@@ -517,12 +517,12 @@ void pad(Sink &sink, size_t width, size_t length) {
 }
 
 // Text conversions: %s, %c and their 8-bit forms, padded to the width.
-bool put_text(Sink &sink, const Spec &spec, int width, int precision, const Arg &value) {
-    const bool narrow = spec.conv == u'S' || spec.conv == u'C' || spec.length == Length::h;
-    const bool left = (spec.flags & kMinus) != 0;
+bool put_text(Sink &sink, const Directive &directive, int width, int precision, const Arg &value) {
+    const bool narrow = directive.conv == u'S' || directive.conv == u'C' || directive.length == Length::h;
+    const bool left = (directive.flags & kMinus) != 0;
     const size_t limit = precision < 0 ? SIZE_MAX : size_t(precision);
     const size_t w = size_t(width);
-    if (spec.conv == u'c' || spec.conv == u'C') {
+    if (directive.conv == u'c' || directive.conv == u'C') {
         char16_t unit = char16_t(value.i);
         if (narrow) {
             const unsigned char byte = static_cast<unsigned char>(value.i);
@@ -575,19 +575,19 @@ bool put_text(Sink &sink, const Spec &spec, int width, int precision, const Arg 
 
 // The narrow conversion handed to snprintf: flags, "*.*", the length of the
 // argument's type and the conversion.
-void narrow_spec(const Spec &spec, ArgType type, char *out) {
+void narrow_directive(const Directive &directive, ArgType type, char *out) {
     char *o = out;
     *o++ = '%';
-    if (spec.flags & kMinus) *o++ = '-';
-    if (spec.flags & kPlus) *o++ = '+';
-    if (spec.flags & kSpace) *o++ = ' ';
-    if (spec.flags & kHash) *o++ = '#';
-    if (spec.flags & kZero) *o++ = '0';
-    if (spec.flags & kGroup) *o++ = '\'';
+    if (directive.flags & kMinus) *o++ = '-';
+    if (directive.flags & kPlus) *o++ = '+';
+    if (directive.flags & kSpace) *o++ = ' ';
+    if (directive.flags & kHash) *o++ = '#';
+    if (directive.flags & kZero) *o++ = '0';
+    if (directive.flags & kGroup) *o++ = '\'';
     *o++ = '*', *o++ = '.', *o++ = '*';
-    if (is_integer_conv(spec.conv)) {
+    if (is_integer_conv(directive.conv)) {
         // The length keeps hh and h, whose truncation snprintf applies.
-        switch (spec.length) {
+        switch (directive.length) {
         case Length::hh: *o++ = 'h', *o++ = 'h'; break;
         case Length::h: *o++ = 'h'; break;
         case Length::l: *o++ = 'l'; break;
@@ -600,7 +600,7 @@ void narrow_spec(const Spec &spec, ArgType type, char *out) {
     } else if (type == ArgType::ldouble) {
         *o++ = 'L';
     }
-    *o++ = char(spec.conv);
+    *o++ = char(directive.conv);
     *o = 0;
 }
 
@@ -624,9 +624,9 @@ int print_number(char *buffer, size_t size, const char *format, int width, int p
 
 // Numbers and pointers, through snprintf; a long result is formatted again
 // into a block of its size, unless it only needs counting.
-bool put_number(Sink &sink, const Spec &spec, int width, int precision, const Arg &value) {
+bool put_number(Sink &sink, const Directive &directive, int width, int precision, const Arg &value) {
     char format[24];
-    narrow_spec(spec, value.type, format);
+    narrow_directive(directive, value.type, format);
     char small[128];
     const int n = print_number(small, sizeof small, format, width, precision, value);
     if (n < 0)
@@ -651,9 +651,9 @@ bool put_number(Sink &sink, const Spec &spec, int width, int precision, const Ar
 }
 
 // %n: the units so far, stored at the width the length names.
-void store_count(const Spec &spec, size_t count, const Arg &value) {
+void store_count(const Directive &directive, size_t count, const Arg &value) {
     const auto n = static_cast<long long>(count);
-    switch (spec.length) {
+    switch (directive.length) {
     case Length::hh: *static_cast<signed char *>(value.p) = static_cast<signed char>(n); break;
     case Length::h: *static_cast<short *>(value.p) = static_cast<short>(n); break;
     case Length::l: *static_cast<long *>(value.p) = static_cast<long>(n); break;
@@ -665,28 +665,28 @@ void store_count(const Spec &spec, size_t count, const Arg &value) {
     }
 }
 
-bool put_conversion(Sink &sink, const Spec &spec, const ArgTable &table) {
-    if (spec.conv == u'%') {
+bool put_conversion(Sink &sink, const Directive &directive, const ArgTable &table) {
+    if (directive.conv == u'%') {
         sink.put(u"%", 1);
         return true;
     }
-    int width = spec.width_arg >= 0 ? table[spec.width_arg].i : spec.width;
-    int precision = spec.precision_arg >= 0 ? table[spec.precision_arg].i : spec.precision;
-    const Arg &value = table[spec.arg];
-    if (spec.conv == u'n') {
+    int width = directive.width_arg >= 0 ? table[directive.width_arg].i : directive.width;
+    int precision = directive.precision_arg >= 0 ? table[directive.precision_arg].i : directive.precision;
+    const Arg &value = table[directive.arg];
+    if (directive.conv == u'n') {
         if (value.p != nullptr)
-            store_count(spec, sink.count, value);
+            store_count(directive, sink.count, value);
         return true;
     }
-    if (spec.conv == u's' || spec.conv == u'S' || spec.conv == u'c' || spec.conv == u'C') {
-        Spec text = spec;
-        if (spec.width_arg >= 0 && width < 0) {  // a negative "*" width is "-" and its size
+    if (directive.conv == u's' || directive.conv == u'S' || directive.conv == u'c' || directive.conv == u'C') {
+        Directive text = directive;
+        if (directive.width_arg >= 0 && width < 0) {  // a negative "*" width is "-" and its size
             text.flags |= kMinus;
             width = width == INT_MIN ? INT_MAX : -width;
         }
         return put_text(sink, text, width < 0 ? 0 : width, precision, value);
     }
-    return put_number(sink, spec, width < 0 && spec.width_arg < 0 ? 0 : width, precision, value);
+    return put_number(sink, directive, width < 0 && directive.width_arg < 0 ? 0 : width, precision, value);
 }
 
 // One rendering: the number of units of the whole text, -1 on failure.
@@ -694,7 +694,7 @@ int64_t render(const Plan &plan, const ArgTable &table, Sink &sink) {
     for (int i = 0; i < plan.size(); ++i) {
         const Step &step = plan[i];
         sink.put(step.text, step.length);
-        if (step.convert && !put_conversion(sink, step.spec, table))
+        if (step.convert && !put_conversion(sink, step.directive, table))
             return -1;
     }
     if (sink.count > size_t{INT_MAX}) {

@@ -56,6 +56,25 @@ inline void put_packed_exact(unsigned char *d, uint32_t e) {
     d[n - 1] = static_cast<unsigned char>(e >> (8 * (n - 1)));
 }
 
+// Eight ready-made forms, each stored as a word of four bytes. What a short
+// form writes past itself the next one overwrites; the four bytes behind
+// the last one are read before and put back after, so nothing past the
+// output changes. Needs 8 * 3 + 4 bytes of room; answers the bytes made.
+inline uint32_t put_packed8(unsigned char *d, const uint32_t (&e)[8]) {
+    uint32_t end = 0;
+    for (int k = 0; k < 8; ++k)
+        end += e[k] >> 24;
+    uint32_t behind;
+    std::memcpy(&behind, d + end, 4);
+    uint32_t o = 0;
+    for (int k = 0; k < 8; ++k) {
+        store32(d + o, e[k]);
+        o += e[k] >> 24;
+    }
+    store32(d + end, behind);
+    return end;
+}
+
 // ---- Sixteen bytes of ASCII --------------------------------------------------------
 
 inline bool widen16_if_ascii(const unsigned char *s, char16_t *d) {
@@ -120,9 +139,7 @@ inline Span table_to_wide(const SingleByteTable &t, const unsigned char *s, uint
 
 // ---- A code page to UTF-8 -----------------------------------------------------------------
 
-// Eight characters at a time through the ready-made forms, each stored as a
-// word of four bytes: what a short form writes past itself, the next one
-// overwrites, and the eighth is stored exactly.
+// Eight characters at a time through the ready-made forms.
 inline Span table_to_utf8(const SingleByteTable &t, const unsigned char *s, uint32_t n,
                           unsigned char *d, uint32_t room) {
     const uint32_t *utf8 = t.utf8;
@@ -134,19 +151,15 @@ inline Span table_to_utf8(const SingleByteTable &t, const unsigned char *s, uint
             o += 16;
             continue;
         }
-        if (n - i < 8 || room - o < 8 * 3 + 1)
+        if (n - i < 8 || room - o < 8 * 3 + 4)
             break;
         const uint64_t w = load64(s + i);
         if (bad != 0 && has_byte(w, bad))
             break;
-        for (int k = 0; k < 7; ++k) {
-            const uint32_t e = utf8[(w >> (8 * k)) & 0xFF];
-            store32(d + o, e);
-            o += e >> 24;
-        }
-        const uint32_t e = utf8[w >> 56];
-        put_packed_exact(d + o, e);
-        o += e >> 24;
+        uint32_t e[8];
+        for (int k = 0; k < 8; ++k)
+            e[k] = utf8[(w >> (8 * k)) & 0xFF];
+        o += put_packed8(d + o, e);
         i += 8;
     }
     for (; i < n; ++i) {
@@ -173,11 +186,11 @@ inline uint32_t utf8_packed(uint32_t v) {
 
 // Eight units at a time: all ASCII narrowed, all two-byte forms made side by
 // side, a mix of the two made side by side and stored at their places, each
-// as two bytes that the next one overwrites where it was one; anything with
-// three-byte forms one at a time.
+// as two bytes that the next one overwrites where it was one (the last
+// exactly); eight with a three-byte form among them as ready-made forms.
 inline Span wide_to_utf8(const char16_t *s, uint32_t n, unsigned char *d, uint32_t room) {
     uint32_t i = 0, o = 0;
-    while (n - i >= 8 && room - o >= 8 * 3) {
+    while (n - i >= 8 && room - o >= 8 * 3 + 4) {
 #if defined(__SSE2__)
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + i));
         const __m128i z = _mm_setzero_si128();
@@ -217,14 +230,10 @@ inline Span wide_to_utf8(const char16_t *s, uint32_t n, unsigned char *d, uint32
             continue;
         }
 #endif
-        for (int k = 0; k < 7; ++k) {
-            const uint32_t e = utf8_packed(s[i + k]);
-            store32(d + o, e);
-            o += e >> 24;
-        }
-        const uint32_t e = utf8_packed(s[i + 7]);
-        put_packed_exact(d + o, e);
-        o += e >> 24;
+        uint32_t e[8];
+        for (int k = 0; k < 8; ++k)
+            e[k] = utf8_packed(s[i + k]);
+        o += put_packed8(d + o, e);
         i += 8;
     }
     for (; i < n; ++i) {

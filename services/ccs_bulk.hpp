@@ -306,16 +306,21 @@ inline Span utf8_to_wide(const unsigned char *s, uint32_t n, uint32_t chars, cha
             starts = _mm_add_epi8(starts, _mm_slli_si128(starts, 4));
             starts = _mm_add_epi8(starts, _mm_slli_si128(starts, 8));
             alignas(16) uint16_t val[16];
-            alignas(16) uint8_t place[16];
             _mm_store_si128(reinterpret_cast<__m128i *>(val), val_lo);
             _mm_store_si128(reinterpret_cast<__m128i *>(val + 8), val_hi);
-            _mm_store_si128(reinterpret_cast<__m128i *>(place), starts);
+            // The places stay in registers: stores through `base` would
+            // otherwise make the compiler read them back each time.
+            const uint64_t place_lo = static_cast<uint64_t>(_mm_cvtsi128_si64(starts));
+            const uint64_t place_hi =
+                static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(starts, starts)));
             char16_t *base = d + c - 1;
-            for (uint32_t k = 0; k < 15; ++k)
-                base[place[k]] = val[k];
+            for (uint32_t k = 0; k < 8; ++k)
+                base[(place_lo >> (8 * k)) & 0xFF] = val[k];
+            for (uint32_t k = 0; k < 7; ++k)
+                base[(place_hi >> (8 * k)) & 0xFF] = val[8 + k];
             if (take == 16)
-                base[place[15]] = val[15];
-            c += place[take - 1];
+                base[place_hi >> 56] = val[15];
+            c += static_cast<uint32_t>(take == 16 ? place_hi >> 56 : (place_hi >> 48) & 0xFF);
             i += take;
             continue;
         }

@@ -2,7 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Writes services/ccs_tables.cpp: the five single-byte code pages of the
 stock converters as data, a table of the upper 128 bytes for decoding and,
-for encoding, a chain of ranges each with its own byte table.
+for encoding, a chain of ranges each with its own byte table. Beside them,
+for the bulk loops, every byte's wide value and every byte's UTF-8 form
+ready-made.
 
 The mappings come from Python's codec tables, which follow the published
 mapping files of each code page. The chain of each charset is fixed here;
@@ -44,6 +46,18 @@ def decode_table(codec):
     return table
 
 
+def utf8_packed(wc):
+    """The UTF-8 bytes of `wc` in the low three bytes, first byte lowest, and
+    their count in the top byte; 0 for an unassigned byte."""
+    if wc == UNASSIGNED:
+        return 0
+    if wc < 0x80:
+        return (1 << 24) | wc
+    if wc < 0x800:
+        return (2 << 24) | (0xC0 | wc >> 6) | (0x80 | wc & 0x3F) << 8
+    return (3 << 24) | (0xE0 | wc >> 12) | (0x80 | wc >> 6 & 0x3F) << 8 | (0x80 | wc & 0x3F) << 16
+
+
 def camel(name):
     return "".join(p.capitalize() for p in name.split("_"))
 
@@ -75,6 +89,14 @@ def emit(name, codec, limit, chain):
     out.append(f"constexpr char16_t k{c}High[128] = {{")
     out.append(rows(table[128:], 4, 8))
     out.append("};")
+    out.append(f"constexpr char16_t k{c}Wide[256] = {{")
+    out.append(rows(table, 4, 8))
+    out.append("};")
+    out.append(f"constexpr uint32_t k{c}Utf8[256] = {{")
+    out.append(rows([utf8_packed(wc) for wc in table], 8, 6))
+    out.append("};")
+    unassigned = [b for b in range(256) if table[b] == UNASSIGNED]
+    assert len(unassigned) <= 1, (name, unassigned)  # the bulk loops look for one byte
     links = []
     for i, (lo, hi) in enumerate(chain):
         values = [inverse.get(wc, 0) if wc >= limit else 0 for wc in range(lo, hi + 1)]
@@ -85,7 +107,7 @@ def emit(name, codec, limit, chain):
     out.append(f"constexpr EncodeLink k{c}Chain[] = {{")
     out.extend(f"    {l}," for l in links)
     out.append("};")
-    return "\n".join(out), (name, c, limit, len(chain))
+    return "\n".join(out), (name, c, limit, len(chain), unassigned[0] if unassigned else 0)
 
 
 def main():
@@ -105,8 +127,9 @@ def main():
         defs.append(d)
     print("}  // namespace")
     print()
-    for name, c, limit, n in defs:
-        print(f"constinit const SingleByteTable k{c}Table = {{0x{limit:02X}, k{c}High, k{c}Chain, {n}}};")
+    for name, c, limit, n, unassigned in defs:
+        print(f"constinit const SingleByteTable k{c}Table = {{0x{limit:02X}, k{c}High, k{c}Chain, {n}, "
+              f"k{c}Wide, k{c}Utf8, 0x{unassigned:02X}}};")
     print()
     print("}  // namespace vesk::ccs")
 

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "services/ccs_bulk.hpp"
 #include "services/ccs_tables.hpp"
 #include "vesk.h"
 
@@ -46,7 +47,16 @@ struct Road {
     }
 };
 
+// Besides the one character, each stock side has a bulk kernel (ccs_bulk.hpp)
+// and the most bytes of its longest character, below which the room the
+// forms give a character would make it fail where a kernel would not.
+
 struct Utf8In {
+    static constexpr uint32_t kLongest = 3;
+    bulk::Span to_wide(const unsigned char *s, uint32_t n, uint32_t chars, char16_t *d,
+                       uint32_t room) const {
+        return bulk::utf8_to_wide(s, n, chars, d, room);
+    }
     int64_t operator()(const unsigned char *mb, char16_t *wc, uint32_t avail, VeskErr *err) const {
         const int r = utf8_decode(mb, wc, avail);
         if (r < 0) [[unlikely]]
@@ -57,6 +67,11 @@ struct Utf8In {
 
 struct TableIn {
     const SingleByteTable *table;
+    static constexpr uint32_t kLongest = 1;
+    bulk::Span to_wide(const unsigned char *s, uint32_t n, uint32_t chars, char16_t *d,
+                       uint32_t room) const {
+        return bulk::table_to_wide(*table, s, min_u32(n, chars), d, room);
+    }
     int64_t operator()(const unsigned char *mb, char16_t *wc, uint32_t, VeskErr *err) const {
         const int r = sb_decode(*table, mb, wc);
         if (r < 0) [[unlikely]]
@@ -66,6 +81,10 @@ struct TableIn {
 };
 
 struct Utf8Out {
+    static constexpr uint32_t kLongest = 3;
+    bulk::Span from_wide(const char16_t *s, uint32_t n, unsigned char *d, uint32_t room) const {
+        return bulk::wide_to_utf8(s, n, d, room);
+    }
     int64_t operator()(char16_t wc, unsigned char *mb, uint32_t avail, VeskErr *err) const {
         const int r = utf8_encode(wc, mb, avail);
         if (r < 0) [[unlikely]]
@@ -76,6 +95,8 @@ struct Utf8Out {
 
 struct TableOut {
     const SingleByteTable *table;
+    static constexpr uint32_t kLongest = 1;
+    bulk::Span from_wide(const char16_t *, uint32_t, unsigned char *, uint32_t) const { return {0, 0}; }
     int64_t operator()(char16_t wc, unsigned char *mb, uint32_t, VeskErr *err) const {
         const int r = sb_encode(*table, wc, mb);
         if (r < 0) [[unlikely]]
@@ -84,11 +105,38 @@ struct TableOut {
     }
 };
 
+// Bytes to bytes in bulk: a code page to UTF-8 through its ready-made
+// forms; other pairs only by their runs of ASCII.
+template <class In, class Out>
+bulk::Span bytes_to_bytes(const In &, const Out &, const unsigned char *, uint32_t, unsigned char *,
+                          uint32_t) {
+    return {0, 0};
+}
+inline bulk::Span bytes_to_bytes(const TableIn &in, const Utf8Out &, const unsigned char *s,
+                                 uint32_t n, unsigned char *d, uint32_t room) {
+    return bulk::table_to_utf8(*in.table, s, n, d, room);
+}
+
 template <class In, class Out>
 struct Fast {
     In in;
     Out out;
     static constexpr bool kRuns = true;
+
+    // Whether the kernels may run: the forms give each character at least
+    // the room of the longest one.
+    static bool in_bulk(uint32_t srcmax) { return srcmax >= In::kLongest; }
+    static bool out_bulk(uint32_t enc_room) { return enc_room >= Out::kLongest; }
+    bulk::Span to_wide(const unsigned char *s, uint32_t n, uint32_t chars, char16_t *d,
+                       uint32_t room) const {
+        return in.to_wide(s, n, chars, d, room);
+    }
+    bulk::Span from_wide(const char16_t *s, uint32_t n, unsigned char *d, uint32_t room) const {
+        return out.from_wide(s, n, d, room);
+    }
+    bulk::Span bytes(const unsigned char *s, uint32_t n, unsigned char *d, uint32_t room) const {
+        return bytes_to_bytes(in, out, s, n, d, room);
+    }
 
     int64_t decode(const unsigned char *mb, char16_t *wc, uint32_t avail, VeskErr *err) const {
         return in(mb, wc, avail, err);
@@ -264,8 +312,18 @@ int32_t run_b(const P &p, Limits lim, const unsigned char *src, uint32_t srclen,
     const bool runs = lim.srcmax != 0 && enc_room != 0;
     uint32_t room = dstsize;
     int64_t total = 0;
+    const bool kernel = !to_nul && dst != nullptr;
     for (;;) {
         if constexpr (P::kRuns) {
+            if (kernel && P::in_bulk(lim.srcmax) && P::out_bulk(enc_room)) {
+                const bulk::Span k =
+                    p.bytes(src, srclen, dst, min_u32(room, static_cast<uint32_t>(kMaxResult - total)));
+                src += k.in;
+                srclen -= k.in;
+                dst += k.out;
+                room -= k.out;
+                total += k.out;
+            }
             if (runs) {
                 uint32_t limit = to_nul ? UINT32_MAX : srclen;
                 if (dst != nullptr)
@@ -322,8 +380,18 @@ int32_t run_b_2mb(const P &p, Limits lim, const char16_t *wsrc, uint32_t wlen, u
     const uint32_t enc_room = min_u32(lim.dstmax, kLocalRoom);
     uint32_t room = dstsize;
     int64_t total = 0;
+    const bool kernel = !to_nul && dst != nullptr;
     for (;;) {
         if constexpr (P::kRuns) {
+            if (kernel && P::out_bulk(enc_room)) {
+                const bulk::Span k =
+                    p.from_wide(wsrc, wlen, dst, min_u32(room, static_cast<uint32_t>(kMaxResult - total)));
+                wsrc += k.in;
+                wlen -= k.in;
+                dst += k.out;
+                room -= k.out;
+                total += k.out;
+            }
             if (enc_room != 0) {
                 uint32_t limit = to_nul ? UINT32_MAX : wlen;
                 if (dst != nullptr)
@@ -379,8 +447,21 @@ int32_t run_b_2wc(const P &p, Limits lim, const unsigned char *src, uint32_t src
         wdst = nullptr;
     uint32_t room = wsize;
     int64_t total = 0;
+    const bool kernel = !to_nul && wdst != nullptr;
     for (;;) {
         if constexpr (P::kRuns) {
+            // Counted by characters, the text holds at least as many bytes
+            // as it has characters left; each one is read where the careful
+            // loop would read it.
+            if (kernel && P::in_bulk(lim.srcmax)) {
+                const bulk::Span k = p.to_wide(src, UINT32_MAX, srclen, wdst,
+                                               min_u32(room, static_cast<uint32_t>(kMaxResult - total)));
+                src += k.in;
+                srclen -= k.out;
+                wdst += k.out;
+                room -= k.out;
+                total += k.out;
+            }
             if (lim.srcmax != 0) {
                 uint32_t limit = to_nul ? UINT32_MAX : srclen;
                 if (wdst != nullptr)

@@ -30,11 +30,20 @@ struct EncodeLink {
 // values below it their own bytes); the upper 128 bytes decode through
 // `high`, where 0xFFFD marks a byte the page leaves unassigned. Wide values
 // from `limit` up encode through the links of `chain`, which ascend.
+//
+// For the bulk loops the same page again, ready-made: `wide` is every byte's
+// wide value (0xFFFD for the unassigned), `utf8` every byte's UTF-8 form,
+// the bytes first-lowest in the low 24 bits and their count in the top 8 (0
+// for the unassigned), and `unassigned` the one byte the page leaves out, or
+// 0 when it leaves none out (byte 0 is always itself).
 struct SingleByteTable {
     uint16_t limit;
     const char16_t *high;
     const EncodeLink *chain;
     uint32_t links;
+    const char16_t *wide;
+    const uint32_t *utf8;
+    uint8_t unassigned;
 };
 
 inline constexpr char16_t kUnassigned = 0xFFFD;

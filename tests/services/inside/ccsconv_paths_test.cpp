@@ -26,7 +26,9 @@ struct Seen {
 // Runs one form on `text` with `room` bytes (or wide units) of destination.
 Seen run(VeskCcscvtor *cv, int form, const std::string &text, uint32_t room, bool fast) {
     vesk::ccs::fast_path_enabled = fast;
-    std::string src = text + std::string(16, '\0');
+    // Counted by characters, _b_2wc may read a character of NUL padding for
+    // every byte of the text.
+    std::string src = text + std::string(2 * text.size() + 16, '\0');
     std::string dst(3 * text.size() + 32, '#');
     VeskErr err{};
     Seen s{};
@@ -83,6 +85,51 @@ TEST(CcsconvPaths, FastPathMatchesTheRoadForEveryPairAndForm) {
                         EXPECT_EQ(fast.out, road.out);
                         EXPECT_EQ(fast.left, road.left);
                     }
+            VeskCcscvtorClose(&cv, nullptr);
+        }
+}
+
+// The bulk loops take many characters at once: a failure or the end of the
+// room anywhere in a long text must still stop them at the same character,
+// with nothing written past it.
+TEST(CcsconvPaths, FastPathStopsWhereTheRoadDoesInLongTexts) {
+    const std::string prose =
+        "<p>\xd0\x9c\xd0\xbe\xd1\x80\xd0\xbe\xd0\xb7 \xd0\xb8 \xd1\x81\xd0\xbe\xd0\xbb"
+        "\xd0\xbd\xd1\x86\xd0\xb5; plain words of ascii here \xe2\x80\x94 \xd0\xb4\xd0\xb5"
+        "\xd0\xbd\xd1\x8c \xd1\x87\xd1\x83\xd0\xb4\xd0\xb5\xd1\x81\xd0\xbd\xd1\x8b"
+        "\xd0\xb9!</p>\n";
+    std::string page;  // a code page's view: every upper byte, between ASCII
+    for (int b = 0x80; b < 0x100; b += 3)
+        page += std::string(1, char(b)) + (b % 5 == 0 ? " " : "");
+    std::string wide;  // UTF-16 of ASCII, Cyrillic and a few three-byte values
+    for (int k = 0; k < 90; ++k) {
+        const int v = k % 7 == 0 ? 0x20 : k % 11 == 0 ? 0x2014 : k % 13 == 0 ? 0x41 + k % 26 : 0x410 + k % 64;
+        wide += std::string{char(v & 0xFF), char(v >> 8)};
+    }
+    const std::string texts[] = {prose, page, wide};
+    const int counted_forms[] = {1, 3, 4};
+    const auto same = [](VeskCcscvtor *cv, int form, const std::string &t, uint32_t room) {
+        const Seen fast = run(cv, form, t, room, true);
+        const Seen road = run(cv, form, t, room, false);
+        return fast.result == road.result && fast.status == road.status && fast.out == road.out;
+    };
+    for (int32_t from : kCharsets)
+        for (int32_t to : kCharsets) {
+            VeskCcscvtor cv;
+            ASSERT_EQ(VeskOpenCcscvtor_i(nullptr, from, to, &cv, nullptr), 0);
+            for (const std::string &t : texts)
+                for (int form : counted_forms) {
+                    SCOPED_TRACE(std::to_string(from) + ">" + std::to_string(to) + " form " +
+                                 std::to_string(form) + " text " + std::to_string(t.size()));
+                    for (size_t at = 0; at < t.size(); ++at)
+                        for (char bad : {'\x98', '\xff'}) {
+                            std::string spoilt = t;
+                            spoilt[at] = bad;
+                            EXPECT_TRUE(same(&cv, form, spoilt, 1000)) << "spoilt at " << at;
+                        }
+                    for (uint32_t room = 0; room < 3 * t.size() + 8; ++room)
+                        EXPECT_TRUE(same(&cv, form, t, room)) << "room " << room;
+                }
             VeskCcscvtorClose(&cv, nullptr);
         }
 }

@@ -377,7 +377,8 @@ bool collect(const char16_t *format, va_list arguments, Plan &plan, ArgTable &ta
                 return false;
             if (directive.width_arg >= 0 && !table.claim(directive.width_arg, ArgType::int_))
                 return false;
-            if (directive.precision_arg >= 0 && !table.claim(directive.precision_arg, ArgType::int_))
+            if (directive.precision_arg >= 0 &&
+                !table.claim(directive.precision_arg, ArgType::int_))
                 return false;
             return type == ArgType::unset || table.claim(directive.arg, type);
         });
@@ -518,7 +519,8 @@ void pad(Sink &sink, size_t width, size_t length) {
 
 // Text conversions: %s, %c and their 8-bit forms, padded to the width.
 bool put_text(Sink &sink, const Directive &directive, int width, int precision, const Arg &value) {
-    const bool narrow = directive.conv == u'S' || directive.conv == u'C' || directive.length == Length::h;
+    const bool narrow =
+        directive.conv == u'S' || directive.conv == u'C' || directive.length == Length::h;
     const bool left = (directive.flags & kMinus) != 0;
     const size_t limit = precision < 0 ? SIZE_MAX : size_t(precision);
     const size_t w = size_t(width);
@@ -624,7 +626,8 @@ int print_number(char *buffer, size_t size, const char *format, int width, int p
 
 // Numbers and pointers, through snprintf; a long result is formatted again
 // into a block of its size, unless it only needs counting.
-bool put_number(Sink &sink, const Directive &directive, int width, int precision, const Arg &value) {
+bool put_number(Sink &sink, const Directive &directive, int width, int precision,
+                const Arg &value) {
     char format[24];
     narrow_directive(directive, value.type, format);
     char small[128];
@@ -671,14 +674,16 @@ bool put_conversion(Sink &sink, const Directive &directive, const ArgTable &tabl
         return true;
     }
     int width = directive.width_arg >= 0 ? table[directive.width_arg].i : directive.width;
-    int precision = directive.precision_arg >= 0 ? table[directive.precision_arg].i : directive.precision;
+    int precision =
+        directive.precision_arg >= 0 ? table[directive.precision_arg].i : directive.precision;
     const Arg &value = table[directive.arg];
     if (directive.conv == u'n') {
         if (value.p != nullptr)
             store_count(directive, sink.count, value);
         return true;
     }
-    if (directive.conv == u's' || directive.conv == u'S' || directive.conv == u'c' || directive.conv == u'C') {
+    if (directive.conv == u's' || directive.conv == u'S' || directive.conv == u'c' ||
+        directive.conv == u'C') {
         Directive text = directive;
         if (directive.width_arg >= 0 && width < 0) {  // a negative "*" width is "-" and its size
             text.flags |= kMinus;
@@ -686,7 +691,8 @@ bool put_conversion(Sink &sink, const Directive &directive, const ArgTable &tabl
         }
         return put_text(sink, text, width < 0 ? 0 : width, precision, value);
     }
-    return put_number(sink, directive, width < 0 && directive.width_arg < 0 ? 0 : width, precision, value);
+    return put_number(sink, directive, width < 0 && directive.width_arg < 0 ? 0 : width, precision,
+                      value);
 }
 
 // One rendering: the number of units of the whole text, -1 on failure.

@@ -1,17 +1,20 @@
 // SPDX-License-Identifier: MIT
 // The two mutex families beside what a Linux programmer would take instead.
 //
-// NuSMutex (a recursive pthread mutex inside the caller's record) beside a
+// NuSMutex (a recursive futex lock inside the caller's record) beside a
 // recursive pthread_mutex_t and std::recursive_mutex; NuPMutex (a handle to a
 // robust, process-shared, recursive mutex) beside a robust process-shared
 // pthread_mutex_t. Uncontended lock + unlock pairs, nanoseconds per pair;
 // then 2 and 4 threads on one shared NuSMutex beside one shared recursive
 // pthread mutex, counted in wall-clock time (items/s is the throughput of
-// all threads).
+// all threads). Last, NuSCond beside pthread_cond_t: a signal with nobody
+// waiting, and two threads handing a turn back and forth under the mutex
+// (round trips).
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 
 #include <mutex>
+#include <thread>
 
 #include "nu.h"
 
@@ -107,6 +110,86 @@ void BM_pthread_recursive_shared(benchmark::State &state) {
     state.SetItemsProcessed(state.iterations());
 }
 
+void BM_NuSCondSignal_nobody(benchmark::State &state) {
+    NuSCond c;
+    NuSCondInit(&c, nullptr);
+    for (auto _ : state)
+        NuSCondSignal(&c, nullptr);
+    NuSCondDestroy(&c, nullptr);
+}
+
+void BM_pthread_cond_signal_nobody(benchmark::State &state) {
+    pthread_cond_t c = PTHREAD_COND_INITIALIZER;
+    for (auto _ : state)
+        pthread_cond_signal(&c);
+    pthread_cond_destroy(&c);
+}
+
+// One round trip: the turn goes to the partner and comes back.
+struct NuTurns {
+    NuSMutex m;
+    NuSCond c;
+    int turn = 0;
+    bool done = false;
+    NuTurns() {
+        NuSMutexInit(&m);
+        NuSCondInit(&c, nullptr);
+    }
+    void await(int me) {
+        while (turn != me && !done)
+            NuSCondWait(&c, &m, nullptr);
+    }
+    void hand(int to) {
+        turn = to;
+        NuSCondSignal(&c, nullptr);
+    }
+};
+
+struct PthreadTurns {
+    pthread_mutex_t m = PTHREAD_MUTEX_INITIALIZER;
+    pthread_cond_t c = PTHREAD_COND_INITIALIZER;
+    int turn = 0;
+    bool done = false;
+    void await(int me) {
+        while (turn != me && !done)
+            pthread_cond_wait(&c, &m);
+    }
+    void hand(int to) {
+        turn = to;
+        pthread_cond_signal(&c);
+    }
+};
+
+void lock(NuTurns &t) { NuSMutexLock(&t.m); }
+void unlock(NuTurns &t) { NuSMutexUnlock(&t.m); }
+void lock(PthreadTurns &t) { pthread_mutex_lock(&t.m); }
+void unlock(PthreadTurns &t) { pthread_mutex_unlock(&t.m); }
+
+template <class Turns>
+void BM_cond_pingpong(benchmark::State &state) {
+    Turns t;
+    std::thread partner([&t] {
+        lock(t);
+        for (;;) {
+            t.await(1);
+            if (t.done)
+                break;
+            t.hand(0);
+        }
+        unlock(t);
+    });
+    lock(t);
+    for (auto _ : state) {
+        t.hand(1);
+        t.await(0);
+    }
+    t.done = true;
+    t.hand(1);
+    unlock(t);
+    partner.join();
+    state.SetItemsProcessed(state.iterations());
+}
+
 }  // namespace
 
 BENCHMARK(BM_NuSMutex);
@@ -116,4 +199,8 @@ BENCHMARK(BM_NuPMutex);
 BENCHMARK(BM_pthread_robust_pshared);
 BENCHMARK(BM_NuSMutex_shared)->Threads(2)->Threads(4)->UseRealTime();
 BENCHMARK(BM_pthread_recursive_shared)->Threads(2)->Threads(4)->UseRealTime();
+BENCHMARK(BM_NuSCondSignal_nobody);
+BENCHMARK(BM_pthread_cond_signal_nobody);
+BENCHMARK(BM_cond_pingpong<NuTurns>)->UseRealTime();
+BENCHMARK(BM_cond_pingpong<PthreadTurns>)->UseRealTime();
 BENCHMARK_MAIN();

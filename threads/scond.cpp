@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// In-process conditions, used under an NuSMutex, made of one sequence word
-// in the storage of the pthread condition that the record declares: a
-// waiter notes the word, leaves the mutex and sleeps while the word is
-// unchanged; a signal or a broadcast moves the word on and wakes one waiter
-// or all of them. They keep POSIX semantics (a signal with nobody waiting is
+// In-process conditions, used under an NuSMutex, made of a sequence word and
+// a count of sleepers in the storage of the pthread condition that the
+// record declares: a waiter counts itself in, notes the word, leaves the
+// mutex and sleeps while the word is unchanged; a signal or a broadcast moves
+// the word on and, when somebody is counted in, wakes one waiter or all of
+// them (with nobody waiting it makes no system call). They keep POSIX semantics (a signal with nobody waiting is
 // lost; broadcast wakes every waiter; a waiter may wake without a signal and
 // looks again) and the limit rules and reports of the handle conditions: a
 // wait that times out holds the mutex again, reports "<function>: operation
@@ -25,12 +26,12 @@ using namespace vesk::threads;
 
 namespace {
 
-static_assert(sizeof(uint32_t) <= sizeof(pthread_cond_t));
+static_assert(2 * sizeof(uint32_t) <= sizeof(pthread_cond_t));
 
-inline uint32_t *sequence_of(NuSCond *cond) {
-    using Word [[gnu::may_alias]] = uint32_t;
-    return reinterpret_cast<Word *>(&cond->cond);
-}
+using Word [[gnu::may_alias]] = uint32_t;
+
+inline uint32_t *sequence_of(NuSCond *cond) { return reinterpret_cast<Word *>(&cond->cond); }
+inline uint32_t *sleepers_of(NuSCond *cond) { return reinterpret_cast<Word *>(&cond->cond) + 1; }
 
 // Sleeps while the word reads `seen`, until the monotonic deadline if there
 // is one; false when the deadline passed.
@@ -45,19 +46,28 @@ int64_t wait(NuSCond *cond, NuSMutex *mutex, uint32_t limit, const char *functio
     if (cond == nullptr || mutex == nullptr)
         return refuse_null(err, function, cond == nullptr ? "@cond" : "@mutex");
     uint32_t *word = sequence_of(cond);
-    const uint32_t seen = __atomic_load_n(word, __ATOMIC_ACQUIRE);
+    // Counted in, under the mutex, before the word is read: a signaller that
+    // reads no sleeper came before this waiter looked at its predicate.
+    __atomic_fetch_add(sleepers_of(cond), 1, __ATOMIC_SEQ_CST);
+    const uint32_t seen = __atomic_load_n(word, __ATOMIC_SEQ_CST);
     timespec deadline{};
     if (limit != kNoLimit)
         deadline = monotonic_deadline(limit);
     const uint32_t depth = smutex_leave(mutex);
     const bool woken = sleep_while(word, seen, limit == kNoLimit ? nullptr : &deadline);
+    __atomic_fetch_sub(sleepers_of(cond), 1, __ATOMIC_RELAXED);
     smutex_retake(mutex, depth);
     return woken ? 0 : report_timed_out(err, function);
 }
 
+// With nobody counted in the signal is lost, as POSIX allows: whoever counts
+// itself in later does so after the signaller's change under the mutex, and
+// sees that change before it sleeps.
 int64_t move_on(NuSCond *cond, int waiters) {
+    if (__atomic_load_n(sleepers_of(cond), __ATOMIC_SEQ_CST) == 0)
+        return 0;
     uint32_t *word = sequence_of(cond);
-    __atomic_fetch_add(word, 1, __ATOMIC_RELEASE);
+    __atomic_fetch_add(word, 1, __ATOMIC_SEQ_CST);
     syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, waiters, nullptr, nullptr, 0);
     return 0;
 }

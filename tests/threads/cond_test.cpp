@@ -178,4 +178,35 @@ TEST(SCond, SignalBroadcastAndTimeoutsUnderAnInProcessMutex) {
     NuSMutexDestroy(&m, nullptr);
 }
 
+// Two threads hand a turn back and forth with single signals, half of them
+// given after the mutex is left: a lost wake-up shows as a wait that times
+// out.
+TEST(SCond, ATurnHandedBackAndForthIsNeverLost) {
+    NuSMutex m;
+    NuSCond c;
+    NuSMutexInit(&m);
+    NuSCondInit(&c, nullptr);
+    int turn = 0, timeouts = 0;
+    auto play = [&](int me, int rounds) {
+        for (int i = 0; i < rounds; ++i) {
+            NuSMutexLock(&m);
+            while (turn != me)
+                if (NuSCondTimedwait_ms(&c, &m, 5000, nullptr) == -6)
+                    ++timeouts, turn = me;
+            turn = 1 - me;
+            const bool outside = i % 2 != 0;
+            if (!outside)
+                NuSCondSignal(&c, nullptr);
+            NuSMutexUnlock(&m);
+            if (outside)
+                NuSCondSignal(&c, nullptr);
+        }
+    };
+    std::thread partner(play, 1, 20000);
+    play(0, 20000);
+    partner.join();
+    EXPECT_EQ(timeouts, 0);
+    NuSMutexDestroy(&m, nullptr);
+}
+
 }  // namespace

@@ -83,7 +83,9 @@ void *aligned_in_new_block(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr
 // it fits there as it stands; the slow path decides everything else. Counted
 // in the free bytes alone, so that nothing can wrap: with `size` within the
 // free bytes, `left` is what stays, and the padding to the alignment (that of
-// the position end - free_bytes, negated) must fit in it.
+// the position end - free_bytes, negated) must fit in it. The check for a
+// block stays: NuMEMSTGdestroy serves both kinds and leaves free_bytes as it
+// was, and a piece of nothing in an empty storage still takes a block.
 inline void *aalloc(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr *status) {
     const size_t free_bytes = st->free_bytes;
     NuMEMSTGLink *const cur = st->stg.current;

@@ -61,9 +61,11 @@ void *aligned_in_new_block(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr
     return carve(st, pos, at, size);
 }
 
-// Everything but a piece that fits in `current` as it stands.
-[[gnu::noinline]] void *aalloc_slow(NuSMEMSTG *st, size_t size, size_t alignment,
-                                    VeskErr *status) {
+// Everything but a piece that fits in `current` as it stands: the first
+// block, a new block, the exchange for an aligned piece. Kept out of line so
+// that the bump below stays a leaf without a frame.
+[[gnu::noinline, gnu::cold]] void *aalloc_slow(NuSMEMSTG *st, size_t size, size_t alignment,
+                                               VeskErr *status) {
     if (st->free_bytes < size || !has_block(&st->stg)) {
         NuMEMSTGLink *b = take_block(&st->stg, size, status);
         if (b == nullptr)
@@ -77,15 +79,33 @@ void *aligned_in_new_block(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr
     return aligned_in_new_block(st, size, alignment, status);
 }
 
-// The hot path calls nothing, so that it needs no frame of its own.
+// The hot path: the piece carved from the end of `current`'s used bytes when
+// it fits there as it stands; the slow path decides everything else. Counted
+// in the free bytes alone, so that nothing can wrap: with `size` within the
+// free bytes, `left` is what stays, and the padding to the alignment (that of
+// the position end - free_bytes, negated) must fit in it. The check for a
+// block stays: NuMEMSTGdestroy serves both kinds and leaves free_bytes as it
+// was, and a piece of nothing in an empty storage still takes a block.
 inline void *aalloc(NuSMEMSTG *st, size_t size, size_t alignment, VeskErr *status) {
-    if (st->free_bytes >= size && has_block(&st->stg)) [[likely]] {
-        const uintptr_t pos = position_of(st);
-        uintptr_t at;
-        if (align_up(pos, alignment, at) && room_for(st, pos, at, size)) [[likely]]
-            return carve(st, pos, at, size);
+    const size_t free_bytes = st->free_bytes;
+    NuMEMSTGLink *const cur = st->stg.current;
+    if (size <= free_bytes && cur != &st->stg.blocks) [[likely]] {
+        const size_t left = free_bytes - size;
+        const auto end = reinterpret_cast<uintptr_t>(end_of(cur));
+        const size_t pad = (free_bytes - end) & (alignment - 1);
+        if (pad <= left) [[likely]] {
+            st->free_bytes = left - pad;
+            return reinterpret_cast<void *>(end - free_bytes + pad);
+        }
     }
     return aalloc_slow(st, size, alignment, status);
+}
+
+// A refused call, out of line so that the callers need no frame.
+[[gnu::noinline, gnu::cold]] void *refuse(VeskErr *status, int32_t code, const char *function,
+                                          const char *param) {
+    report_argument(status, code, function, param);
+    return nullptr;
 }
 
 // ---- Objects of one size --------------------------------------------------------------
@@ -175,30 +195,22 @@ VESK_API NuPOOL *NuPOOLopen(NuPOOL *record, NuMEMSTG *parent, size_t object_size
 
 VESK_API void *NuSMEMSTGaalloc(NuSMEMSTG *storage, size_t size, size_t alignment,
                                VeskErr *status) {
-    if (storage == nullptr) {
-        report_argument(status, VESK_E_FAULT, "NuSMEMSTGaalloc", "@storage");
-        return nullptr;
-    }
-    if (!is_power_of_two(alignment)) {
-        report_argument(status, VESK_E_INVAL, "NuSMEMSTGaalloc", "@alignment");
-        return nullptr;
-    }
+    if (storage == nullptr) [[unlikely]]
+        return refuse(status, VESK_E_FAULT, "NuSMEMSTGaalloc", "@storage");
+    if (!is_power_of_two(alignment)) [[unlikely]]
+        return refuse(status, VESK_E_INVAL, "NuSMEMSTGaalloc", "@alignment");
     return aalloc(storage, size, alignment, status);
 }
 
 VESK_API void *NuSMEMSTGalloc(NuSMEMSTG *storage, size_t size, VeskErr *status) {
-    if (storage == nullptr) [[unlikely]] {
-        report_argument(status, VESK_E_FAULT, "NuSMEMSTGalloc", "@storage");
-        return nullptr;
-    }
+    if (storage == nullptr) [[unlikely]]
+        return refuse(status, VESK_E_FAULT, "NuSMEMSTGalloc", "@storage");
     return aalloc(storage, size, kDefaultAlignment, status);
 }
 
 VESK_API void *NuPOOLget(NuPOOL *pool, VeskErr *status) {
-    if (pool == nullptr) [[unlikely]] {
-        report_argument(status, VESK_E_FAULT, "NuPOOLget", "@pool");
-        return nullptr;
-    }
+    if (pool == nullptr) [[unlikely]]
+        return refuse(status, VESK_E_FAULT, "NuPOOLget", "@pool");
     if (pool->next_object == pool->end_object) [[unlikely]]
         return get_from_new_block(pool, status);
     char *object = pool->next_object;

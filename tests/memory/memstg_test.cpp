@@ -6,6 +6,8 @@
 // allocation, so each test runs in a fresh process of its own.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <vector>
@@ -177,6 +179,93 @@ TEST(Storage, AMarkRestoredGivesTheSameAddressesAgain) {
     NuSMEMSTGfree(&st, &elsewhere);
     EXPECT_EQ(st.free_bytes, free_bytes);
     NuMEMSTGdestroy(&st.stg);
+}
+
+// The edge of the current block: a piece that ends exactly at the block's
+// end stays in it, one byte more (or padding that pushes it over) takes the
+// next block. `first` is taken with alignment 1 to place the position.
+TEST(Storage, PiecesAtTheEndOfTheBlockStayInItOrMoveOnWhole) {
+    constexpr size_t kCap = kBlock - kHeader;
+    struct Row {
+        const char *what;
+        size_t first;      // taken first, alignment 1; sizes the block
+        size_t alignment;  // of the second piece
+        ptrdiff_t slack;   // second size = room after padding + slack
+        bool same_block;
+    };
+    const Row rows[] = {
+        {"fills the block exactly", 8, 8, 0, true},
+        {"one byte over", 8, 8, 1, false},
+        {"padding of 7 and an exact fill", 1, 8, 0, true},
+        {"padding of 7 pushes it one byte over", 1, 8, 1, false},
+        {"64-aligned one byte over", 1, 64, 1, false},
+        {"nothing, in a full block", kCap, 8, 0, true},
+        {"nothing, past an end that is not aligned", 100001, 8, 0, false},
+        {"a byte with alignment 1, in a full block of odd size", 100001, 1, 1, false},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.what);
+        NuSMEMSTG st;
+        NuSMEMSTGopen(&st, nullptr, nullptr);
+        char *first = static_cast<char *>(NuSMEMSTGaalloc(&st, row.first, 1, nullptr));
+        NuMEMSTGLink *block = st.stg.current;
+        ASSERT_EQ(first, bytes_of(block));
+        const auto pos = reinterpret_cast<uintptr_t>(first) + row.first;
+        const auto end = reinterpret_cast<uintptr_t>(bytes_of(block) + capacity_of(block));
+        const uintptr_t at = (pos + row.alignment - 1) & ~(row.alignment - 1);
+        // Room after padding, floored at 0 for an end that padding passes.
+        const ptrdiff_t room = static_cast<ptrdiff_t>(end) - static_cast<ptrdiff_t>(at);
+        const size_t size = static_cast<size_t>(std::max<ptrdiff_t>(room, 0) + row.slack);
+        char *p = static_cast<char *>(NuSMEMSTGaalloc(&st, size, row.alignment, nullptr));
+        ASSERT_NE(p, nullptr);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % row.alignment, 0u);
+        if (row.same_block) {
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(p), at);
+            EXPECT_EQ(st.stg.current, block);
+            EXPECT_EQ(st.free_bytes, 0u);
+            EXPECT_EQ(st.stg.block_count, 1u);
+        } else {
+            // A used block stays in use behind the new one, which holds the
+            // piece at its first aligned byte.
+            NuMEMSTGLink *next = st.stg.current;
+            EXPECT_NE(next, block);
+            EXPECT_EQ(next->prev, block);
+            EXPECT_EQ(st.stg.block_count, 2u);
+            const auto start = reinterpret_cast<uintptr_t>(bytes_of(next));
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(p),
+                      (start + row.alignment - 1) & ~(row.alignment - 1));
+            EXPECT_EQ(st.free_bytes, start + capacity_of(next) -
+                                         (reinterpret_cast<uintptr_t>(p) + size));
+        }
+        NuMEMSTGdestroy(&st.stg);
+    }
+}
+
+// A storage without a block takes one, whatever its free bytes say: a
+// destroyed child keeps the count it had, and a piece of nothing still needs
+// a block to lie in.
+TEST(Storage, WithoutABlockEveryPieceTakesOne) {
+    NuSMEMSTG root, child;
+    NuSMEMSTGopen(&root, nullptr, nullptr);
+    NuSMEMSTGopen(&child, &root.stg, nullptr);
+    NuSMEMSTGalloc(&child, 100, nullptr);
+    NuMEMSTGdestroy(&child.stg);
+    ASSERT_EQ(child.stg.current, &child.stg.blocks);
+    ASSERT_NE(child.free_bytes, 0u);  // what this test is about
+    char *p = static_cast<char *>(NuSMEMSTGalloc(&child, 16, nullptr));
+    ASSERT_EQ(child.stg.block_count, 1u);
+    EXPECT_EQ(p, bytes_of(child.stg.current));
+    EXPECT_EQ(root.stg.block_count, 0u) << "the root's spare went to the child";
+    NuMEMSTGdestroy(&child.stg);
+
+    NuSMEMSTG empty;
+    NuSMEMSTGopen(&empty, nullptr, nullptr);
+    char *nothing = static_cast<char *>(NuSMEMSTGalloc(&empty, 0, nullptr));
+    ASSERT_EQ(empty.stg.block_count, 1u);
+    EXPECT_EQ(nothing, bytes_of(empty.stg.current));
+    EXPECT_EQ(NuSMEMSTGalloc(&empty, 8, nullptr), nothing);
+    NuMEMSTGdestroy(&empty.stg);
+    NuMEMSTGdestroy(&root.stg);
 }
 
 TEST(Pool, ObjectsAreRoundedAlignedAndUnwoundFromAnyOfThem) {

@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "call_baselines.hpp"
+#include "nu.h"
 #include "lifecycle_records.hpp"
 #include "lookup_records.h"
 
@@ -22,6 +23,7 @@ namespace {
 void *g_counted;     // Lcbench instance: stock Xucntl count, 1st of 2 SEs
 void *g_tally;       // LkbTally instance: four SEs on the class, two on the module
 GObject *g_gobject;
+NuZmalloc *g_zone;   // 32-byte objects, recycled after the first get
 vesk_bench::Counted *g_virtual;
 LkbInstance g_tally_memory;
 
@@ -87,6 +89,20 @@ extern "C" {
     __vesk_closure_tramp_det();
 }
 
+// A zone's get and release of a recycled 32-byte object, beside malloc and
+// free of as much.
+[[gnu::noinline]] void hp_zone_get_release() {
+    void *object = _NuZmallocGet(g_zone, nullptr);
+    keep(object);
+    keep(_NuZmPtrRelease(object));
+}
+
+[[gnu::noinline]] void hp_malloc_free() {
+    void *block = std::malloc(32);
+    keep(block);
+    std::free(block);
+}
+
 [[gnu::noinline]] void hp_virtual_call() {
     vesk_bench::Counted *object = g_virtual;
     keep(object);
@@ -111,6 +127,8 @@ constexpr Case kCases[] = {
     {"hp_lookupop_instance_to_class", hp_lookupop_instance_to_class},
     {"hp_frames_att_det", hp_frames_att_det},
     {"hp_virtual_call", hp_virtual_call},
+    {"hp_zone_get_release", hp_zone_get_release},
+    {"hp_malloc_free", hp_malloc_free},
 };
 
 // Each path once, checked, before anything is counted.
@@ -131,7 +149,13 @@ bool set_up() {
     if (!counted || !tally)
         std::fprintf(stderr, "hotpath_counts: the %s records do not answer as expected\n",
                      counted ? "lookup" : "reference-count");
-    return counted && tally;
+    g_zone = _NuZmallocOpen(nullptr, nullptr, nullptr, 0, 32, nullptr);
+    void *first = _NuZmallocGet(g_zone, nullptr);
+    const bool zone = first != nullptr && _NuZmPtrRelease(first) == 0 &&
+                      _NuZmallocGet(g_zone, nullptr) == first && _NuZmPtrRelease(first) == 0;
+    if (!zone)
+        std::fprintf(stderr, "hotpath_counts: the zone does not recycle its object\n");
+    return counted && tally && zone;
 }
 
 }  // namespace

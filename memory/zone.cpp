@@ -258,8 +258,39 @@ NuZmalloc *open(NuZmalloc *mem, const NuMallocOpv *allocator, const Uctx *uctx,
 
 // ---- Getting -------------------------------------------------------------------------
 
+// Hands a granule out: pops it, marks it out, and counts the object's
+// reference to the zone. Under the lock, with a granule free. True if the
+// granule had never been out.
+bool hand_out(NuZmalloc *z, Granule *&g) {
+    g = pop_free(z);
+    const bool fresh = count_of(g).load(std::memory_order_relaxed) == -1;
+    count_of(g).store(1, std::memory_order_relaxed);
+    g->link = z;
+    if (z->refs > 0)
+        ++z->refs;
+    return fresh;
+}
+
+// The hooks of a get, outside the lock.
+[[gnu::noinline]] void *run_get_hooks(NuZmalloc *z, void *object, bool fresh) {
+    if (fresh && z->uctx.once_init != nullptr)
+        z->uctx.once_init(z->uctx.user_data, object);
+    if (z->uctx.get_init != nullptr)
+        z->uctx.get_init(z->uctx.user_data, object);
+    return object;
+}
+
+[[gnu::always_inline]] inline void *after_hand_out(NuZmalloc *z, Granule *g, bool fresh) {
+    void *object = object_of(g);
+    if ((fresh && z->uctx.once_init != nullptr) || z->uctx.get_init != nullptr)
+        return run_get_hooks(z, object, fresh);
+    return object;
+}
+
+// A get that finds the free stack empty: grows the zone if it may, under
+// the lock taken anew (what the first look saw may have changed since).
 template <bool kFixed>
-void *get(NuZmalloc *z, VeskErr *status) {
+[[gnu::noinline]] void *get_growing(NuZmalloc *z, VeskErr *status) {
     Granule *g;
     bool fresh;
     {
@@ -273,19 +304,51 @@ void *get(NuZmalloc *z, VeskErr *status) {
                 return nullptr;
             }
         }
-        g = pop_free(z);
-        fresh = count_of(g).load(std::memory_order_relaxed) == -1;
-        count_of(g).store(1, std::memory_order_relaxed);
-        g->link = z;
-        if (z->refs > 0)
-            ++z->refs;
+        fresh = hand_out(z, g);
     }
-    void *object = object_of(g);
-    if (fresh && z->uctx.once_init != nullptr)
-        z->uctx.once_init(z->uctx.user_data, object);
-    if (z->uctx.get_init != nullptr)
-        z->uctx.get_init(z->uctx.user_data, object);
-    return object;
+    return after_hand_out(z, g, fresh);
+}
+
+// The common get takes a recycled granule in one short lock section; a
+// zone with no free granule lets go of the lock before it does anything
+// else, and goes the growing way.
+template <bool kFixed>
+void *get(NuZmalloc *z, VeskErr *status) {
+    Granule *g;
+    bool fresh;
+    vesk::sync::spin_take(z->lock);
+    if (z->free_count == 0) [[unlikely]] {
+        vesk::sync::spin_give(z->lock);
+        return get_growing<kFixed>(z, status);
+    }
+    fresh = hand_out(z, g);
+    vesk::sync::spin_give(z->lock);
+    return after_hand_out(z, g, fresh);
+}
+
+// The zone's last reference went with an object: the zone ends. Out of
+// line, so that a release that is not the last saves nothing for it.
+[[gnu::cold, gnu::noinline]] void close_after_last(NuZmalloc *z) { _NuZmallocClose(z, 0, nullptr); }
+
+// A release in a zone with a release hook: the hook runs between the count
+// reaching 0 and the granule going back, outside the lock. Out of line, so
+// that the release without a hook keeps its registers to itself.
+[[gnu::noinline]] intptr_t release_with_hook(NuZmalloc *z, Granule *g) {
+    {
+        Locked locked(z);
+        const intptr_t left = add_count(g, -1);
+        if (left != 0)
+            return left;
+    }
+    z->uctx.release_fini(z->uctx.user_data, object_of(g));
+    bool last;
+    {
+        Locked locked(z);
+        last = give_back(z, g);
+    }
+    if (last)
+        close_after_last(z);
+    return 0;
 }
 
 // A null zone where a zone is needed; null.
@@ -419,8 +482,9 @@ VESK_API intptr_t _NuZmPtrRelease(void *object) {
     if (count_of(g).load(std::memory_order_acquire) <= 0)
         return kNoObject;
     auto *z = static_cast<NuZmalloc *>(g->link);
-    const NuZmallocHook fini = z->uctx.release_fini;
-    bool last = false;
+    if (z->uctx.release_fini != nullptr) [[unlikely]]
+        return release_with_hook(z, g);
+    bool last;
     {
         Locked locked(z);
         const intptr_t left = add_count(g, -1);
@@ -428,16 +492,10 @@ VESK_API intptr_t _NuZmPtrRelease(void *object) {
             return left;
         // Without a hook to run in between, the granule goes back in the
         // same lock section.
-        if (fini == nullptr)
-            last = give_back(z, g);
-    }
-    if (fini != nullptr) {
-        fini(z->uctx.user_data, object);
-        Locked locked(z);
         last = give_back(z, g);
     }
-    if (last)
-        _NuZmallocClose(z, 0, nullptr);
+    if (last) [[unlikely]]
+        close_after_last(z);
     return 0;
 }
 

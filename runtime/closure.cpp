@@ -32,10 +32,13 @@
 static_assert(offsetof(VeskFrame, fn) == VESK_FRAME_FN_OFFSET,
               "__vesk_call_tramp loads fn at VESK_FRAME_FN_OFFSET");
 static_assert(offsetof(VeskFrame, cl) == 0, "a frame is passed as its closure");
+static_assert(offsetof(vesk::rt::FrameBlock, head) == 0, "a block is reached through its head");
 
 namespace vesk::rt {
 
-constinit thread_local FrameBlock *t_frames [[gnu::tls_model("initial-exec")]] = nullptr;
+constinit FrameHead g_no_frames = {nullptr, nullptr, nullptr};
+
+constinit thread_local FrameHead *t_frames [[gnu::tls_model("initial-exec")]] = &g_no_frames;
 
 }  // namespace vesk::rt
 
@@ -48,10 +51,11 @@ constinit thread_local bool t_reaped = false;
 
 // Frees the thread's block at thread exit; registered when the block is made.
 void reap(void *) {
-    FrameBlock *b = t_frames;
-    t_frames = nullptr;
+    FrameHead *b = t_frames;
+    t_frames = &g_no_frames;
     t_reaped = true;
-    std::free(b);
+    if (b != &g_no_frames)
+        std::free(b);
 }
 
 // The registration is glibc's own, the one that a thread_local with a
@@ -76,25 +80,29 @@ bool arm_reaper() {
 
 namespace vesk::rt {
 
-FrameBlock *make_frame_block() {
+FrameHead *make_frame_block() {
     auto *b = static_cast<FrameBlock *>(std::calloc(1, sizeof(FrameBlock)));
     if (b == nullptr)
         stop("can not allocate the frames of this thread.");
+    b->head = {&b->frames[0], &b->frames[kFramesPerThread], &b->frames[0]};
     // Without an exit destructor (after it ran, or if it could not be
     // registered) the block goes with its last frame.
     if (t_reaped || !arm_reaper())
-        b->transient = 1;
-    t_frames = b;
-    return b;
+        b->head.floor = &b->frames[1];
+    t_frames = &b->head;
+    return &b->head;
 }
 
 void frames_overflow() { stop("more than 512 nested operation calls on one thread."); }
 
-void give_frame_slow(FrameBlock *b) {
-    if (b->depth <= 0)
+void give_frame_slow(FrameHead *head) {
+    if (head == &g_no_frames)
+        return;  // nothing was taken on this thread since its block went
+    auto *b = reinterpret_cast<FrameBlock *>(head);
+    if (head->top <= &b->frames[0])
         return;
-    if (--b->depth == 0 && b->transient) {
-        t_frames = nullptr;
+    if (--head->top == &b->frames[0] && head->floor != &b->frames[0]) {
+        t_frames = &g_no_frames;
         std::free(b);
     }
 }
@@ -103,16 +111,8 @@ void give_frame_slow(FrameBlock *b) {
 
 extern "C" {
 
-VESK_API VeskFrame *__vesk_closure_tramp_att(void) {
-    FrameBlock *b;
-    return take_frame(b);
-}
+VESK_API VeskFrame *__vesk_closure_tramp_att(void) { return take_frame(); }
 
-VESK_API void __vesk_closure_tramp_det(void) {
-    FrameBlock *b = t_frames;
-    if (b == nullptr) [[unlikely]]
-        return;  // nothing was taken on this thread since its block went
-    give_frame(b);
-}
+VESK_API void __vesk_closure_tramp_det(void) { give_frame(t_frames); }
 
 }  // extern "C"

@@ -14,58 +14,78 @@ namespace vesk::rt {
 
 inline constexpr int32_t kFramesPerThread = VESK_FRAMES_PER_THREAD;
 
+// What a take and a give read: the next free frame, the end of the frames,
+// and the frame at or below which a give takes the slow way (the first, or
+// the second in a block made after the thread's exit destructors, which goes
+// with its last frame). Frames below `top` are in use.
+struct FrameHead {
+    VeskFrame *top;
+    VeskFrame *end;
+    VeskFrame *floor;
+};
+
 struct FrameBlock {
-    int32_t depth;     // frames in use: frame i is in use when i < depth
-    int32_t transient; // made after the thread's exit destructors; freed with its last frame
+    FrameHead head;
     VeskFrame frames[kFramesPerThread];
 };
 
-// The thread's block, or null until its first take. Trivially destructible
-// and in the initial-exec model: one load relative to the thread pointer.
-extern constinit thread_local FrameBlock *t_frames [[gnu::tls_model("initial-exec")]];
+// What the thread's word points to while it has no block: a head with no
+// frame to take and none to give, so that the common take and give test
+// one thing each and never a null pointer.
+extern constinit FrameHead g_no_frames;
+
+// The thread's block, or g_no_frames until its first take. Trivially
+// destructible and in the initial-exec model: one load relative to the
+// thread pointer.
+extern constinit thread_local FrameHead *t_frames [[gnu::tls_model("initial-exec")]];
 
 // The rare cases, out of line.
-[[gnu::cold]] FrameBlock *make_frame_block();
+[[gnu::cold]] FrameHead *make_frame_block();
 [[noreturn, gnu::cold]] void frames_overflow();
-[[gnu::cold]] void give_frame_slow(FrameBlock *b);
+[[gnu::cold]] void give_frame_slow(FrameHead *b);
 
-inline VeskFrame *take_frame(FrameBlock *&block) {
-    FrameBlock *b = t_frames;
-    if (b == nullptr) [[unlikely]]
+// The thread's block when a take needs nothing rare (the block exists and
+// has a free frame), else null; then the caller takes its frame the full way.
+[[gnu::always_inline]] inline FrameHead *frames_ready() {
+    FrameHead *b = t_frames;
+    return b->top != b->end ? b : nullptr;
+}
+
+[[gnu::always_inline]] inline VeskFrame *take_ready_frame(FrameHead *b) { return b->top++; }
+
+inline VeskFrame *take_frame() {
+    FrameHead *b = t_frames;
+    if (b->top == b->end) [[unlikely]] {
+        if (b != &g_no_frames)
+            frames_overflow();
         b = make_frame_block();
-    const int32_t depth = b->depth;
-    if (static_cast<uint32_t>(depth) >= static_cast<uint32_t>(kFramesPerThread)) [[unlikely]]
-        frames_overflow();
-    b->depth = depth + 1;
-    block = b;
-    return &b->frames[depth];
+    }
+    return b->top++;
 }
 
 // Gives the top frame of `b` back. Past the common case: a transient
-// block's last frame, or a give without a take, which leaves the depth at 0.
-inline void give_frame(FrameBlock *b) {
-    const int32_t depth = b->depth;
-    if ((depth <= 0) | (b->transient != 0)) [[unlikely]]
+// block's last frame, or a give without a take, which changes nothing.
+inline void give_frame(FrameHead *b) {
+    if (b->top <= b->floor) [[unlikely]]
         return give_frame_slow(b);
-    b->depth = depth - 1;
+    b->top -= 1;
 }
 
-// A frame for the length of a scope: what a front end holds around its
-// lookup and call. The block taken from is the block given back to: the
-// thread's block does not change while one of its frames is in use.
-class FrameScope {
-public:
-    FrameScope() : frame_(take_frame(block_)) {}
-    ~FrameScope() { give_frame(block_); }
-    FrameScope(const FrameScope &) = delete;
-    FrameScope &operator=(const FrameScope &) = delete;
+// Gives the top frame of `b` back after a call and passes the call's result
+// on; the rare give is a tail call that hands the result through.
+template <class Result>
+[[gnu::cold, gnu::noinline]] Result give_frame_slow_then(FrameHead *b, Result result) {
+    give_frame_slow(b);
+    return result;
+}
 
-    VeskFrame *get() const { return frame_; }
-    VeskClosure *closure() const { return &frame_->cl; }
-
-private:
-    FrameBlock *block_;
-    VeskFrame *frame_;
-};
+template <class Result>
+[[gnu::always_inline]] inline Result give_frame_then(FrameHead *b, Result result) {
+    VeskFrame *top = b->top - 1;
+    if (top < b->floor) [[unlikely]]
+        return give_frame_slow_then(b, result);
+    b->top = top;
+    return result;
+}
 
 }  // namespace vesk::rt

@@ -23,15 +23,42 @@ enum UcntlRow : uint16_t {
     kCompareRow = 8,
 };
 
+// The whole sequence for any target: a frame taken the full way, the
+// kind-aware lookup with the stub for a miss, the call, the frame given back.
+template <class Result, class... Args>
+[[gnu::cold, gnu::noinline]] Result call_by_key_full(void *target, const VeskOid *key,
+                                                     VeskErr *status, Args... args) {
+    VeskClosure *closure = &take_frame()->cl;
+    VeskOprow *row = find_op_checked(target, key, closure, stub_row);
+    using Fn = Result (*)(VeskClosure *, VeskErr *, Args...);
+    const Result result = reinterpret_cast<Fn>(row->fn)(closure, status, args...);
+    give_frame(t_frames);
+    return result;
+}
+
 // The walk is VeskLookupoporstub's, inline: the key is the caller's and the
 // closure is the frame, so that neither needs the checks of the exported form.
+// The walk changes nothing, so that it runs before the frame is taken; what
+// is not the common case (a kind-3 reference, a null target, a miss, the
+// thread's first frame or its last) goes the full sequence from the start.
+// Until the operation's call, then, the sequence makes no call that its
+// values must survive, and across it keeps only the thread's block: the
+// walk has the registers to itself. The block taken from is the block given
+// back to: it does not change while one of its frames is in use.
 template <class Result, class... Args>
 [[gnu::always_inline]] inline Result call_by_key(void *target, const VeskOid *key,
                                                  VeskErr *status, Args... args) {
-    FrameScope frame;
-    VeskOprow *row = find_op_checked(target, key, frame.closure(), stub_row);
+    Found f;
+    if (target == nullptr || is_kind(target, VESK_KIND_SEOBJ) || !walk<true>(target, key, f))
+        [[unlikely]]
+        return call_by_key_full<Result>(target, key, status, args...);
+    FrameHead *block = frames_ready();
+    if (block == nullptr) [[unlikely]]
+        return call_by_key_full<Result>(target, key, status, args...);
+    VeskClosure *closure = &take_ready_frame(block)->cl;
+    VeskOprow *row = fill_closure(target, key, f, closure);
     using Fn = Result (*)(VeskClosure *, VeskErr *, Args...);
-    return reinterpret_cast<Fn>(row->fn)(frame.closure(), status, args...);
+    return give_frame_then(block, reinterpret_cast<Fn>(row->fn)(closure, status, args...));
 }
 
 // Row `opnum` of the interface 3.`family`.

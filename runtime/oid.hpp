@@ -65,7 +65,12 @@ inline constexpr unsigned kLanesPerWord = 4;
 
 // The top bit of every 16-bit lane of v that is not zero. Adding 0x7FFF to
 // the low 15 bits of a lane never carries into the next one.
-constexpr uint64_t nonzero_lanes(uint64_t v) { return (((v & kLaneLow) + kLaneLow) | v) & kLaneTop; }
+template <class Word>
+constexpr Word nonzero_lanes_in(Word v) {
+    constexpr Word low = static_cast<Word>(kLaneLow), top = static_cast<Word>(kLaneTop);
+    return (((v & low) + low) | v) & top;
+}
+constexpr uint64_t nonzero_lanes(uint64_t v) { return nonzero_lanes_in<uint64_t>(v); }
 
 // The top bits of the first n lanes of a word, n from 0 to 4, in memory
 // order whatever the byte order.
@@ -114,10 +119,22 @@ struct OidKey {
 // element's lane is not a wildcard (the key's wildcards are not live). The
 // second test is made only when the first finds a difference: an element
 // that matches outright costs the first alone.
+template <class Word>
+[[gnu::always_inline]] inline Word refusing_lanes_in(Word element, Word key, Word live) {
+    const Word differ = nonzero_lanes_in<Word>(element ^ key) & live;
+    return differ != 0 ? differ & nonzero_lanes_in<Word>(element) : 0;
+}
+
+// A key known at compile time whose live lanes are the first two (the
+// family keys of the front ends) is compared in 32 bits: the lane constants
+// are then immediates, and no register holds them through the walk.
 [[gnu::always_inline]] inline uint64_t refusing_lanes(uint64_t element, uint64_t key,
                                                       uint64_t live) {
-    const uint64_t differ = nonzero_lanes(element ^ key) & live;
-    return differ != 0 ? differ & nonzero_lanes(element) : 0;
+    if (__builtin_constant_p(live) && (live >> 32) == 0)
+        return refusing_lanes_in<uint32_t>(static_cast<uint32_t>(element),
+                                           static_cast<uint32_t>(key),
+                                           static_cast<uint32_t>(live));
+    return refusing_lanes_in<uint64_t>(element, key, live);
 }
 
 // Whether the identifier matches the key; with kWide false the key has at

@@ -111,6 +111,28 @@ TEST(ClosureFrames, EachThreadHasItsOwnBlockFreedWhenItEnds) {
 #endif
 }
 
+// A front end takes its frame from the same stack as att: the thread's
+// first frame (no block yet), a frame above others, and the very last one.
+TEST(ClosureFrames, FrontEndsTakeAndGiveBackTheirFrameAtEveryDepth) {
+    void *object = _G_ccsi_service_default;
+    const int32_t answer = VeskHash(object, nullptr);
+    std::thread([&] {
+        EXPECT_EQ(VeskHash(object, nullptr), answer) << "the thread's first frame";
+        VeskFrame *first = att();
+        EXPECT_EQ(VeskHash(object, nullptr), answer) << "above a frame in use";
+        det();
+        EXPECT_EQ(att(), first) << "both frames were given back";
+        for (int i = 1; i < VESK_FRAMES_PER_THREAD - 1; ++i)
+            att();
+        EXPECT_EQ(VeskHash(object, nullptr), answer) << "the last frame";
+        EXPECT_EQ(att(), first + VESK_FRAMES_PER_THREAD - 1) << "the last frame was given back";
+        for (int i = 0; i < VESK_FRAMES_PER_THREAD; ++i)
+            det();
+        EXPECT_EQ(att(), first);
+        det();
+    }).join();
+}
+
 // More integer arguments than x86-64 passes in registers, a double behind
 // them, and a result with bits in both halves.
 struct WideCall {
@@ -153,6 +175,14 @@ TEST(ClosureFramesDeathTest, The513thNestedFrameStopsTheProcess) {
     };
     EXPECT_EXIT(fill_the_stack_and_take_one_more(), ::testing::KilledBySignal(SIGABRT),
                 "vesk: closure stack: more than 512 nested operation calls on one thread");
+    auto fill_the_stack_and_call_a_front_end = [] {
+        for (int i = 0; i < VESK_FRAMES_PER_THREAD; ++i)
+            att();
+        VeskHash(_G_ccsi_service_default, nullptr);
+        std::exit(4);
+    };
+    EXPECT_EXIT(fill_the_stack_and_call_a_front_end(), ::testing::KilledBySignal(SIGABRT),
+                "vesk: closure stack: more than 512 nested operation calls on one thread");
 }
 
 // At exit the main thread's exit destructors run before atexit functions and
@@ -166,6 +196,7 @@ TEST(ClosureFramesDeathTest, FramesTakenAfterTheThreadsExitDestructorsAreFresh) 
             const bool adjacent = adjacent_pair();
             att()->cl.opnum = 3;  // and again, after the first fresh block went
             det();
+            VeskHash(_G_ccsi_service_default, nullptr);  // a front end's frame, the same way
             std::fprintf(stderr, "teardown frames: %s\n", adjacent ? "right" : "wrong");
         });
         std::exit(0);

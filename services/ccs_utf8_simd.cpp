@@ -8,8 +8,11 @@
 // at once. The last byte of each character marks it; the marks of each half
 // block choose a ready-made shuffle that gathers every character's bytes
 // into a 16-bit lane (its last byte low, the lead, if any, high), and the
-// characters follow from two masks and a shift. Anything else in a block
-// (a three-byte form, a byte that is illegal or stands where it may not)
+// characters follow from two masks and a shift. A block with three-byte
+// forms among them makes every character at the lane of its last byte,
+// from that byte and the two before it, and a shuffle chosen by the marks
+// of each half packs those lanes together. Anything else in a block (a byte
+// that is illegal or stands where it may not, an overlong three-byte form)
 // sends that block one character at a time through the same decode as the
 // careful loop, which also ends the bulk where a character fails.
 #include <atomic>
@@ -53,8 +56,12 @@ bool processor_has_ssse3() {
 // among the eight: its last byte low, the byte before it high when the
 // character has two bytes (an index of -1 is that byte before the eight),
 // else zero (index 0x80). `count` is the characters ending among eight.
+//
+// `pack` is indexed by eight bits, one for each 16-bit lane: it moves the
+// lanes whose bit is set to the front, in order.
 struct ShuffleTables {
     alignas(16) uint8_t shuffle[512][16];
+    alignas(16) uint8_t pack[256][16];
     uint8_t count[256];
 };
 
@@ -73,8 +80,19 @@ constexpr ShuffleTables make_shuffle_tables() {
             ++lane;
         }
     }
-    for (uint32_t m = 0; m < 256; ++m)
+    for (uint32_t m = 0; m < 256; ++m) {
         t.count[m] = static_cast<uint8_t>(__builtin_popcount(m));
+        for (uint8_t &b : t.pack[m])
+            b = 0x80;
+        uint32_t lane = 0;
+        for (uint32_t k = 0; k < 8; ++k) {
+            if (((m >> k) & 1) == 0)
+                continue;
+            t.pack[m][2 * lane] = static_cast<uint8_t>(2 * k);
+            t.pack[m][2 * lane + 1] = static_cast<uint8_t>(2 * k + 1);
+            ++lane;
+        }
+    }
     return t;
 }
 
@@ -86,6 +104,35 @@ constexpr ShuffleTables kTables = make_shuffle_tables();
 __attribute__((target("ssse3"))) inline __m128i gathered_to_wide(__m128i x) {
     return _mm_or_si128(_mm_and_si128(x, _mm_set1_epi16(0x7F)),
                         _mm_and_si128(_mm_srli_epi16(x, 2), _mm_set1_epi16(0x7C0)));
+}
+
+// Sixteen bytes with three-byte forms among one- and two-byte ones, known
+// to be well formed up to `take`; `ends` marks the last byte of each
+// character before it. Each end lane makes its character from its own byte
+// (seven bits of ASCII, six of a continuation), the byte before it when it
+// is a continuation (six bits; a two-byte lead's top bit there is 0) and a
+// three-byte lead two bytes before it (four bits); `pack` then moves the
+// end lanes of each half to the front. Stores and the units put back are
+// as for the shuffled blocks. Answers the characters made.
+__attribute__((target("ssse3"))) inline uint32_t three_byte_block(__m128i v, __m128i cont8, __m128i lead3_8,
+                                                                 uint32_t ends, char16_t *d) {
+    const __m128i z = _mm_setzero_si128();
+    const __m128i low = _mm_and_si128(v, _mm_set1_epi8(0x7F));
+    const __m128i mid = _mm_and_si128(_mm_and_si128(_mm_slli_si128(v, 1), _mm_set1_epi8(0x3F)), cont8);
+    // The lead's four bits already four places up in its byte.
+    const __m128i top = _mm_slli_epi16(
+        _mm_and_si128(_mm_and_si128(_mm_slli_si128(v, 2), _mm_set1_epi8(0x0F)), _mm_slli_si128(lead3_8, 2)), 4);
+    const __m128i lo16 = _mm_or_si128(_mm_unpacklo_epi8(low, top), _mm_slli_epi16(_mm_unpacklo_epi8(mid, z), 6));
+    const __m128i hi16 = _mm_or_si128(_mm_unpackhi_epi8(low, top), _mm_slli_epi16(_mm_unpackhi_epi8(mid, z), 6));
+    const uint32_t first = kTables.count[ends & 0xFF];
+    const uint32_t made = first + kTables.count[ends >> 8];
+    const __m128i behind = _mm_loadu_si128(reinterpret_cast<const __m128i *>(d + made));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(d),
+                     _mm_shuffle_epi8(lo16, _mm_load_si128(reinterpret_cast<const __m128i *>(kTables.pack[ends & 0xFF]))));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(d + first),
+                     _mm_shuffle_epi8(hi16, _mm_load_si128(reinterpret_cast<const __m128i *>(kTables.pack[ends >> 8]))));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(d + made), behind);
+    return made;
 }
 
 }  // namespace
@@ -144,6 +191,26 @@ __attribute__((target("ssse3"))) Span utf8_to_wide_ssse3(const unsigned char *s,
                 _mm_storeu_si128(reinterpret_cast<__m128i *>(d + c + made), behind);
                 i += 16 - (lead >> 15);
                 c += made;
+                continue;
+            }
+            // Three-byte leads 0xE0-0xEF are -32 to -17; after 0xE0 the
+            // next byte must be 0xA0 (-96) or more.
+            const __m128i lead3_8 = _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8(-33)),
+                                                  _mm_cmpgt_epi8(_mm_set1_epi8(-16), v));
+            const uint32_t lead3 = static_cast<uint32_t>(_mm_movemask_epi8(lead3_8));
+            const uint32_t overlong = static_cast<uint32_t>(_mm_movemask_epi8(
+                _mm_and_si128(_mm_slli_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(-32)), 1),
+                              _mm_cmpgt_epi8(_mm_set1_epi8(-96), v))));
+            const uint32_t wanted = ((lead << 1) | (lead3 << 1) | (lead3 << 2)) & 0xFFFFu;
+            if ((ascii | cont | lead | lead3) == 0xFFFFu && cont == wanted && overlong == 0) {
+                // A character begun in the last two lanes waits for the
+                // next block.
+                const uint32_t unfinished = (lead & 0x8000u) | (lead3 & 0xC000u);
+                const uint32_t take = unfinished != 0 ? static_cast<uint32_t>(__builtin_ctz(unfinished)) : 16;
+                const uint32_t ends = (ascii | cont) & ~(cont >> 1) & ((1u << take) - 1);
+                const __m128i cont8 = _mm_cmpgt_epi8(_mm_set1_epi8(-64), v);
+                c += three_byte_block(v, cont8, lead3_8, ends, d + c);
+                i += take;
                 continue;
             }
         }

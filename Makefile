@@ -8,12 +8,14 @@ PREFIX ?= /usr/local
 setup:
 	@scripts/setup.sh
 
-# Builds the release library and runs the demo program.
+# Builds the release library and runs the demo programs: the tour of the
+# library, then a line of Cyrillic converted between two charsets.
 demo:
 	@scripts/setup.sh
 	cmake --preset release
-	cmake --build --preset release --target demo
+	cmake --build --preset release --target demo cyrillic
 	./build/release/examples/demo
+	./build/release/examples/cyrillic
 
 # The whole check, as CI runs it: every test, the examples and the install
 # check under AddressSanitizer + UBSan, then every test under ThreadSanitizer.

@@ -21,8 +21,10 @@
 
 namespace {
 
-// ~1 KB of prose, repeated up to the size asked for.
-std::string utf8_text(size_t size) {
+// ~1 KB of prose, repeated up to the size asked for; `typeset` puts the
+// printer's dashes, ellipses and quotes (three- and two-byte forms) in
+// place of the entity and the ASCII ones.
+std::string utf8_text(size_t size, bool typeset = false) {
     const std::string para =
         "<p class=\"text\">Мороз и солнце; день чудесный! Ещё ты дремлешь, друг прелестный, "
         "пора, красавица, проснись: открой сомкнуты негой взоры навстречу северной Авроры, "
@@ -30,9 +32,15 @@ std::string utf8_text(size_t size) {
         "носилась; луна, как бледное пятно, сквозь тучи мрачные желтела, и ты печальная "
         "сидела &mdash; а нынче... погляди в окно: под голубыми небесами великолепными "
         "коврами, блестя на солнце, снег лежит.</p>\n";
+    std::string text = para;
+    if (typeset)
+        for (auto [from, to] : {std::pair<std::string, std::string>{"&mdash;", "—"}, {"...", "…"},
+                                {"\"text\"", "«text»"}})
+            for (size_t at; (at = text.find(from)) != std::string::npos;)
+                text.replace(at, from.size(), to);
     std::string out;
     while (out.size() < size)
-        out += para;
+        out += text;
     // Cut at a character boundary.
     size_t n = size;
     while (n > 0 && (static_cast<unsigned char>(out[n]) & 0xC0) == 0x80)
@@ -52,7 +60,10 @@ std::string via_iconv(const std::string &in, const char *to, const char *from) {
     return out;
 }
 
-enum Pair { kUtf8ToUtf16, kUtf16ToUtf8, kCp1251ToUtf8, kKoi8rToUtf16 };
+// kTypesetToUtf16 is UTF-8 to UTF-16 again, on the typeset prose.
+enum Pair { kUtf8ToUtf16, kUtf16ToUtf8, kCp1251ToUtf8, kKoi8rToUtf16, kTypesetToUtf16 };
+
+constexpr bool to_wide(Pair p) { return p == kUtf8ToUtf16 || p == kKoi8rToUtf16 || p == kTypesetToUtf16; }
 
 struct Input {
     std::string bytes;   // the source as bytes (UTF-16LE for kUtf16ToUtf8)
@@ -60,9 +71,10 @@ struct Input {
 };
 
 Input input_for(Pair pair, size_t size) {
-    const std::string u8 = utf8_text(size);
+    const std::string u8 = utf8_text(size, pair == kTypesetToUtf16);
     switch (pair) {
-    case kUtf8ToUtf16: {
+    case kUtf8ToUtf16:
+    case kTypesetToUtf16: {
         const std::string w = via_iconv(u8, "UTF-16LE", "UTF-8");
         return {u8, static_cast<uint32_t>(w.size() / 2)};
     }
@@ -84,7 +96,7 @@ Input input_for(Pair pair, size_t size) {
 const char *iconv_from(Pair p) {
     return p == kUtf16ToUtf8 ? "UTF-16LE" : p == kCp1251ToUtf8 ? "CP1251" : p == kKoi8rToUtf16 ? "KOI8-R" : "UTF-8";
 }
-const char *iconv_to(Pair p) { return p == kUtf8ToUtf16 || p == kKoi8rToUtf16 ? "UTF-16LE" : "UTF-8"; }
+const char *iconv_to(Pair p) { return to_wide(p) ? "UTF-16LE" : "UTF-8"; }
 
 void set_label(benchmark::State &state, const Input &in) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(in.bytes.size()));
@@ -94,7 +106,7 @@ void set_label(benchmark::State &state, const Input &in) {
 template <Pair kPair, bool kFast>
 void BM_Vesk(benchmark::State &state) {
     const Input in = input_for(kPair, static_cast<size_t>(state.range(0)));
-    const int32_t ids[][2] = {{106, 1000}, {1000, 106}, {2251, 106}, {2084, 1000}};
+    const int32_t ids[][2] = {{106, 1000}, {1000, 106}, {2251, 106}, {2084, 1000}, {106, 1000}};
     VeskCcscvtor cv;
     if (VeskOpenCcscvtor_i(nullptr, ids[kPair][0], ids[kPair][1], &cv, nullptr) != 0) {
         state.SkipWithError("open");
@@ -104,7 +116,7 @@ void BM_Vesk(benchmark::State &state) {
     vesk::ccs::fast_path_enabled = kFast;
     for (auto _ : state) {
         int32_t r;
-        if constexpr (kPair == kUtf8ToUtf16 || kPair == kKoi8rToUtf16)
+        if constexpr (to_wide(kPair))
             r = VeskCcsconv_b_2wc(&cv, in.bytes.data(), in.chars, reinterpret_cast<char16_t *>(out.data()),
                                   static_cast<uint32_t>(out.size() / 2), nullptr);
         else if constexpr (kPair == kUtf16ToUtf8)
@@ -158,7 +170,7 @@ void BM_Icu(benchmark::State &state) {
     for (auto _ : state) {
         ec = U_ZERO_ERROR;
         int32_t r;
-        if constexpr (kPair == kUtf8ToUtf16 || kPair == kKoi8rToUtf16) {
+        if constexpr (to_wide(kPair)) {
             r = ucnv_toUChars(src, reinterpret_cast<UChar *>(out.data()), static_cast<int32_t>(out.size() / 2),
                               in.bytes.data(), static_cast<int32_t>(in.bytes.size()), &ec);
         } else if constexpr (kPair == kUtf16ToUtf8) {
@@ -191,29 +203,58 @@ VESK_CCS_BENCH_(kUtf8ToUtf16);
 VESK_CCS_BENCH_(kUtf16ToUtf8);
 VESK_CCS_BENCH_(kCp1251ToUtf8);
 VESK_CCS_BENCH_(kKoi8rToUtf16);
+VESK_CCS_BENCH_(kTypesetToUtf16);
 #ifdef VESK_BENCH_WITH_ICU
 BENCHMARK(BM_Icu<kUtf8ToUtf16>)->Arg(1024)->Arg(65536);
 BENCHMARK(BM_Icu<kUtf16ToUtf8>)->Arg(1024)->Arg(65536);
 BENCHMARK(BM_Icu<kCp1251ToUtf8>)->Arg(1024)->Arg(65536);
 BENCHMARK(BM_Icu<kKoi8rToUtf16>)->Arg(1024)->Arg(65536);
+BENCHMARK(BM_Icu<kTypesetToUtf16>)->Arg(1024)->Arg(65536);
 #endif
 
-// Resolving a name: the library's lookup beside what iconv_open does with
-// its two names (it opens a descriptor too, which is what a user pays).
+// Resolving a name: the library's lookup beside iconv_open, the one place a
+// glibc user resolves a charset name (it resolves the second name too and
+// opens a descriptor, closed here, which is what such a user pays). The
+// second name is the one every converter here has on its other side.
+// Names: a primary name, an alias in an odd case, a name neither knows.
+const char *const kNames[] = {"KOI8-R", "cSkOi8r", "x-no-such-charset"};
+const char *const kNameKinds[] = {"primary", "alias in odd case", "unknown"};
+
 void BM_VeskGetidbyname(benchmark::State &state) {
-    for (auto _ : state)
-        benchmark::DoNotOptimize(VeskCcsiGetidbyname(nullptr, "koi8-r", nullptr));
+    const char *name = kNames[state.range(0)];
+    const int32_t expect = state.range(0) == 2 ? VESK_CCS_UNKNOWN : 2084;
+    if (VeskCcsiGetidbyname(nullptr, name, nullptr) != expect) {
+        state.SkipWithError("unexpected answer");
+        return;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(name);
+        benchmark::DoNotOptimize(VeskCcsiGetidbyname(nullptr, name, nullptr));
+    }
+    state.SetLabel(std::string(name) + " (" + kNameKinds[state.range(0)] + ")");
 }
-BENCHMARK(BM_VeskGetidbyname);
+BENCHMARK(BM_VeskGetidbyname)->DenseRange(0, 2);
 
 void BM_IconvOpen(benchmark::State &state) {
-    for (auto _ : state) {
-        iconv_t cd = iconv_open("UTF-16LE", "KOI8-R");
-        benchmark::DoNotOptimize(cd);
-        iconv_close(cd);
+    const char *name = kNames[state.range(0)];
+    const bool known = state.range(0) != 2;
+    iconv_t probe = iconv_open("UTF-8", name);
+    if ((probe != reinterpret_cast<iconv_t>(-1)) != known) {
+        state.SkipWithError("unexpected answer");
+        return;
     }
+    if (known)
+        iconv_close(probe);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(name);
+        iconv_t cd = iconv_open("UTF-8", name);
+        benchmark::DoNotOptimize(cd);
+        if (cd != reinterpret_cast<iconv_t>(-1))
+            iconv_close(cd);
+    }
+    state.SetLabel(std::string(name) + " (" + kNameKinds[state.range(0)] + ")");
 }
-BENCHMARK(BM_IconvOpen);
+BENCHMARK(BM_IconvOpen)->DenseRange(0, 2);
 
 }  // namespace
 

@@ -242,5 +242,10 @@ VESK_API int32_t NuPosixIsExtSep(int c) { return flag(c == '.'); }
 
 }  // extern "C"
 
-// One operation under two names.
+// One operation under two names. GCC wants the alias to carry its target's
+// nothrow; clang reads it as an exception specification the header lacks.
+#if defined(__clang__)
+extern "C" VESK_API int32_t NuWinIsExtSep(int c) __attribute__((alias("NuPosixIsExtSep")));
+#else
 extern "C" VESK_API int32_t NuWinIsExtSep(int c) __attribute__((alias("NuPosixIsExtSep"), nothrow));
+#endif

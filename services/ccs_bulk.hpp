@@ -248,14 +248,48 @@ inline Span wide_to_utf8(const char16_t *s, uint32_t n, unsigned char *d, uint32
 
 // ---- UTF-8 to wide characters --------------------------------------------------------------
 
+// Sixteen bytes from s[i] one character at a time, each with the room of
+// three bytes, the longest form; the last character may run past them.
+// False where a character fails or would need bytes that may not be read:
+// the careful loop takes it from there.
+inline bool utf8_block_by_char(const unsigned char *s, uint32_t n, char16_t *d, uint32_t &i,
+                               uint32_t &c) {
+    const uint32_t end = i + 16;
+    while (i < end) {
+        if (n - i < 3)
+            return false;
+        char16_t wc;
+        const int r = utf8_decode(s + i, &wc, 3);
+        if (r < 0)
+            return false;
+        d[c++] = wc;
+        i += static_cast<uint32_t>(r);
+    }
+    return true;
+}
+
+// What is left after the blocks, one character at a time.
+inline Span utf8_tail(const unsigned char *s, uint32_t n, uint32_t out, char16_t *d, uint32_t i,
+                      uint32_t c) {
+    while (c < out && n - i >= 3) {
+        char16_t wc;
+        const int r = utf8_decode(s + i, &wc, 3);
+        if (r < 0)
+            break;
+        d[c++] = wc;
+        i += static_cast<uint32_t>(r);
+    }
+    return {i, c};
+}
+
 // At most `chars` characters from `s`, of which `n` bytes may be read.
 // Sixteen bytes of ASCII and two-byte forms go at once: each byte's lane
 // holds, at the last byte of its character, the character, and every lane
 // is stored at its character's place, so the first of a two-byte pair is
 // overwritten by the second. A block with anything else is decoded one
-// character at a time, each with the room of three bytes, the longest form.
-inline Span utf8_to_wide(const unsigned char *s, uint32_t n, uint32_t chars, char16_t *d,
-                         uint32_t room) {
+// character at a time.
+inline Span utf8_to_wide_base(const unsigned char *s, uint32_t n, uint32_t chars, char16_t *d,
+                              uint32_t room) {
     uint32_t i = 0, c = 0;
     const uint32_t out = chars < room ? chars : room;
     for (;;) {
@@ -325,28 +359,35 @@ inline Span utf8_to_wide(const unsigned char *s, uint32_t n, uint32_t chars, cha
             continue;
         }
 #endif
-        // Sixteen bytes one character at a time; a character may run past them.
-        const uint32_t end = i + 16;
-        while (i < end) {
-            if (n - i < 3)
-                return {i, c};
-            char16_t wc;
-            const int r = utf8_decode(s + i, &wc, 3);
-            if (r < 0)
-                return {i, c};
-            d[c++] = wc;
-            i += static_cast<uint32_t>(r);
-        }
+        if (!utf8_block_by_char(s, n, d, i, c))
+            return {i, c};
     }
-    while (c < out && n - i >= 3) {
-        char16_t wc;
-        const int r = utf8_decode(s + i, &wc, 3);
-        if (r < 0)
-            break;
-        d[c++] = wc;
-        i += static_cast<uint32_t>(r);
-    }
-    return {i, c};
+    return utf8_tail(s, n, out, d, i, c);
+}
+
+// The same decode with byte shuffles, for processors that have them
+// (ccs_utf8_simd.cpp); utf8_to_wide chooses it once it knows they are there.
+// Both answer the same span and write the same units for every input.
+#if (defined(__x86_64__) || defined(__i386__)) && (defined(__GNUC__) || defined(__clang__))
+#define VESK_CCS_UTF8_SHUFFLE 1
+Span utf8_to_wide_ssse3(const unsigned char *s, uint32_t n, uint32_t chars, char16_t *d, uint32_t room);
+#endif
+
+// Whether utf8_to_wide may use the shuffle decode: the processor has it
+// and the switch below is on.
+bool utf8_shuffle_usable();
+
+// Off, utf8_to_wide keeps to the base decode even where shuffles are
+// there: for tests and the differential fuzz target. Not for callers.
+extern bool utf8_shuffle_enabled;
+
+inline Span utf8_to_wide(const unsigned char *s, uint32_t n, uint32_t chars, char16_t *d,
+                         uint32_t room) {
+#if defined(VESK_CCS_UTF8_SHUFFLE)
+    if (utf8_shuffle_usable())
+        return utf8_to_wide_ssse3(s, n, chars, d, room);
+#endif
+    return utf8_to_wide_base(s, n, chars, d, room);
 }
 
 }  // namespace vesk::ccs::bulk

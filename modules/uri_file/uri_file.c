@@ -24,6 +24,9 @@
  * any other host, a query, a path that isn't absolute, an encoded NUL or a
  * broken escape is refused. A fragment is dropped.
  */
+/* strdup and strnlen are POSIX, not C11: ask for them. */
+#define _POSIX_C_SOURCE 200809L
+
 #include <pthread.h>
 #include <stddef.h>
 #include <stdint.h>

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # Thin targets over the CMake presets. Each one does its own set-up first:
 # scripts/setup.sh installs what the target needs and is quiet when all is there.
-.PHONY: setup demo test check tsan valgrind bench docs install clean
+.PHONY: setup demo test check tsan fuzz valgrind bench docs install clean
 
 PREFIX ?= /usr/local
 
@@ -18,11 +18,13 @@ demo:
 	./build/release/examples/cyrillic
 
 # The whole check, as CI runs it: every test, the examples and the install
-# check under AddressSanitizer + UBSan, then every test under ThreadSanitizer.
+# check under AddressSanitizer + UBSan, then every test under ThreadSanitizer,
+# then every fuzz target built with clang and run for a few seconds.
 # One after the other: each build uses both cores.
 test:
 	@$(MAKE) --no-print-directory check
 	@$(MAKE) --no-print-directory tsan
+	@$(MAKE) --no-print-directory fuzz
 
 check:
 	@scripts/setup.sh test
@@ -35,6 +37,14 @@ tsan:
 	cmake --preset tsan
 	cmake --build --preset tsan
 	ctest --preset tsan
+
+# The fuzz targets (clang, libFuzzer), FUZZ_SECONDS each; 600 for a campaign.
+FUZZ_SECONDS ?= 10
+fuzz:
+	@scripts/setup.sh fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	scripts/fuzz_run.sh $(FUZZ_SECONDS)
 
 # Every test program under valgrind (no sanitizers); any error fails the run.
 valgrind:

@@ -9,6 +9,7 @@
 #   scripts/setup.sh bench    and what the benchmarks use: Google Benchmark, GLib, ICU
 #   scripts/setup.sh docs     and Doxygen, for the HTML reference
 #   scripts/setup.sh valgrind and valgrind, which runs the tests in `make valgrind`
+#   scripts/setup.sh fuzz     and clang with libFuzzer, for the fuzz targets
 set -eu
 
 cmake_minimum=3.25
@@ -54,8 +55,14 @@ for what in "$@"; do
             need_file /usr/include/gtest/gtest.h libgtest-dev "GoogleTest, the test framework"
             need_command valgrind valgrind "runs every test program in make valgrind"
             ;;
+        fuzz)
+            need_command clang++ clang "compiles the fuzz targets with libFuzzer"
+            # Debian 12's clang is version 14; its libFuzzer is a package of its own.
+            ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a >/dev/null 2>&1 ||
+                want libclang-rt-14-dev "libFuzzer, the fuzzing engine the targets link"
+            ;;
         *)
-            echo "setup: unknown argument '$what' (test, bench, docs or valgrind)" >&2
+            echo "setup: unknown argument '$what' (test, bench, docs, valgrind or fuzz)" >&2
             exit 2
             ;;
     esac

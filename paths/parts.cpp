@@ -243,7 +243,7 @@ VESK_API int32_t NuPosixIsExtSep(int c) { return flag(c == '.'); }
 }  // extern "C"
 
 // One operation under two names. GCC wants the alias to carry its target's
-// nothrow; clang reads it as an exception specification the header lacks.
+// nothrow; clang reads it as a no-throw promise the header does not make.
 #if defined(__clang__)
 extern "C" VESK_API int32_t NuWinIsExtSep(int c) __attribute__((alias("NuPosixIsExtSep")));
 #else

@@ -200,6 +200,29 @@ inline void put_ascii(char16_t *dst, const unsigned char *src, uint32_t n) {
         dst[i] = src[i];
 }
 
+// Takes the ASCII run at `src` in one step: up to the NUL or the units left,
+// the room (when there is a destination) and what the result may still
+// count; the text, the units left, the destination, its room and the total
+// move past it.
+template <class From, class To>
+void take_ascii_run(const From *&src, uint32_t &left, To *&dst, uint32_t &room, int64_t &total,
+                    bool to_nul) {
+    uint32_t limit = to_nul ? UINT32_MAX : left;
+    if (dst != nullptr)
+        limit = min_u32(limit, room);
+    limit = min_u32(limit, static_cast<uint32_t>(kMaxResult - total));
+    const uint32_t k = ascii_run(src, limit, to_nul);
+    if (dst != nullptr) {
+        put_ascii(dst, src, k);
+        dst += k;
+        room -= k;
+    }
+    src += k;
+    if (!to_nul)
+        left -= k;
+    total += k;
+}
+
 // ---- The forms ------------------------------------------------------------------------
 
 // What every form needs of the convertor besides the policy.
@@ -324,22 +347,8 @@ int32_t run_b(const P &p, Limits lim, const unsigned char *src, uint32_t srclen,
                 room -= k.out;
                 total += k.out;
             }
-            if (runs) {
-                uint32_t limit = to_nul ? UINT32_MAX : srclen;
-                if (dst != nullptr)
-                    limit = min_u32(limit, room);
-                limit = min_u32(limit, static_cast<uint32_t>(kMaxResult - total));
-                const uint32_t k = ascii_run(src, limit, to_nul);
-                if (dst != nullptr) {
-                    put_ascii(dst, src, k);
-                    dst += k;
-                    room -= k;
-                }
-                src += k;
-                if (!to_nul)
-                    srclen -= k;
-                total += k;
-            }
+            if (runs)
+                take_ascii_run(src, srclen, dst, room, total, to_nul);
         }
         if (to_nul ? *src == 0 : srclen == 0)
             break;
@@ -392,22 +401,8 @@ int32_t run_b_2mb(const P &p, Limits lim, const char16_t *wsrc, uint32_t wlen, u
                 room -= k.out;
                 total += k.out;
             }
-            if (enc_room != 0) {
-                uint32_t limit = to_nul ? UINT32_MAX : wlen;
-                if (dst != nullptr)
-                    limit = min_u32(limit, room);
-                limit = min_u32(limit, static_cast<uint32_t>(kMaxResult - total));
-                const uint32_t k = ascii_run(wsrc, limit, to_nul);
-                if (dst != nullptr) {
-                    put_ascii(dst, wsrc, k);
-                    dst += k;
-                    room -= k;
-                }
-                wsrc += k;
-                if (!to_nul)
-                    wlen -= k;
-                total += k;
-            }
+            if (enc_room != 0)
+                take_ascii_run(wsrc, wlen, dst, room, total, to_nul);
         }
         if (!to_nul) {
             if (wlen == 0)
@@ -462,22 +457,8 @@ int32_t run_b_2wc(const P &p, Limits lim, const unsigned char *src, uint32_t src
                 room -= k.out;
                 total += k.out;
             }
-            if (lim.srcmax != 0) {
-                uint32_t limit = to_nul ? UINT32_MAX : srclen;
-                if (wdst != nullptr)
-                    limit = min_u32(limit, room);
-                limit = min_u32(limit, static_cast<uint32_t>(kMaxResult - total));
-                const uint32_t k = ascii_run(src, limit, to_nul);
-                if (wdst != nullptr) {
-                    put_ascii(wdst, src, k);
-                    wdst += k;
-                    room -= k;
-                }
-                src += k;
-                if (!to_nul)
-                    srclen -= k;
-                total += k;
-            }
+            if (lim.srcmax != 0)
+                take_ascii_run(src, srclen, wdst, room, total, to_nul);
         }
         if (!to_nul) {
             if (srclen == 0)

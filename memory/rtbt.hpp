@@ -288,11 +288,13 @@ inline void rebalance_after_insert(NuRTBTNode **ylink, const PathDirs<Cmp> &path
     const uintptr_t value = node->data;
     unsigned depth = path.start();
     const Dir ydir = path.at(y, depth, cmp, value);
-    NuRTBTNode *const w = child(y, ydir);
+    // Every link from y down to the new node is a child, not a thread: the
+    // attach made the last one a child.
+    NuRTBTNode *const w = ydir == kRight ? y->right : y->left;
     for (NuRTBTNode *p = w; p != node;) {
         const Dir d = path.at(p, ++depth, cmp, value);
         set_balance(p, sign_of(d));
-        p = child(p, d);
+        p = d == kRight ? p->right : p->left;
     }
     const int s = sign_of(ydir);
     const int b = balance(y);
@@ -466,10 +468,16 @@ Outcome detach_node(Head *tree, Cmp cmp, uintptr_t request, const EndsT &ends,
         if (r == 0)
             break;
         q = n;
-        dir = dir_of(r);
-        if (!push(q, dir))
+        // r is not 0: "below zero" lets the stock subtraction decide by its flags.
+        if (r < 0) {
+            dir = kRight;
+            n = right_is_thread(q) ? nullptr : q->right;
+        } else {
+            dir = kLeft;
+            n = q->left;
+        }
+        if (!push(q, dir)) [[unlikely]]
             return Outcome::too_deep;
-        n = child(q, dir);
     }
 
     NuRTBTNode *r;  // the neighbour that inherits n's first or last bit

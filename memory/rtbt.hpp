@@ -345,24 +345,29 @@ inline Outcome descend_for_insert(NuRTBTNode **rootlink, Cmp cmp, uintptr_t valu
         // stock comparison's subtraction decide by its own flags.
         const bool right = kDups ? r <= 0 : r < 0;
         NuRTBTNode *next;
-        Dir d;
         if (right) {
-            d = kRight;
-            next = right_is_thread(c) ? nullptr : c->right;
-            if constexpr (kBalanced)
+            if constexpr (kBalanced) {
+                path.took(depth, kRight);
                 link = &c->right;
+            }
+            next = right_is_thread(c) ? nullptr : c->right;
+            if (next == nullptr) {
+                spot = {c, kRight};
+                return Outcome::done;
+            }
         } else {
-            d = kLeft;
-            next = c->left;
-            if constexpr (kBalanced)
+            if constexpr (kBalanced) {
+                path.took(depth, kLeft);
                 link = &c->left;
+            }
+            next = c->left;
+            if (next == nullptr) {
+                spot = {c, kLeft};
+                return Outcome::done;
+            }
         }
         if constexpr (kBalanced)
-            path.took(depth++, d);
-        if (next == nullptr) {
-            spot = {c, d};
-            return Outcome::done;
-        }
+            ++depth;
         c = next;
     }
 }

@@ -52,10 +52,11 @@ extern "C" {
 VESK_API NuRTBTNode *NuRTBTFind(const NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                 VeskErr *status) {
     // The stock comparison is not null: one test covers both.
-    if (tree == nullptr || btninfo == nullptr || btninfo->compare != &word_compare)
-        return find_other(tree, btninfo, request, status);
-    NuRTBTNode *const node = find_node(tree, WordCompare{}, request);
-    return node != nullptr ? node : missing(status);
+    if (tree != nullptr && btninfo != nullptr && btninfo->compare == &word_compare) [[likely]] {
+        NuRTBTNode *const node = find_node(tree, WordCompare{}, request);
+        return node != nullptr ? node : missing(status);
+    }
+    return find_other(tree, btninfo, request, status);
 }
 
 // --- Element level ----------------------------------------------------------

@@ -34,10 +34,12 @@ using Rmnode = RmnodeOut<PlainTree>;
     return nullptr;
 }
 
-[[gnu::noinline]] NuRTBTNode *find_by_table(const NuRTBT *tree,
-                                            intptr_t (*compare)(uintptr_t, uintptr_t),
-                                            uintptr_t request, VeskErr *status) {
-    NuRTBTNode *const node = find_node(tree, TableCompare{compare}, request);
+// Everything but a valid tree searched with the stock comparison.
+[[gnu::noinline]] NuRTBTNode *find_other(const NuRTBT *tree, const NuBtninfo *btninfo,
+                                         uintptr_t request, VeskErr *status) {
+    if (tree == nullptr || !can_compare(btninfo)) [[unlikely]]
+        return refuse_null(tree == nullptr ? "@tree" : "@btninfo", status);
+    NuRTBTNode *const node = find_node(tree, TableCompare{btninfo->compare}, request);
     return node != nullptr ? node : missing(status);
 }
 
@@ -49,12 +51,12 @@ extern "C" {
 // tail call, and the path with a caller's comparison lies outside it.
 VESK_API NuRTBTNode *NuRTBTFind(const NuRTBT *tree, const NuBtninfo *btninfo, uintptr_t request,
                                 VeskErr *status) {
-    if (tree == nullptr || !can_compare(btninfo)) [[unlikely]]
-        return refuse_null(tree == nullptr ? "@tree" : "@btninfo", status);
-    if (btninfo->compare != &word_compare)
-        return find_by_table(tree, btninfo->compare, request, status);
-    NuRTBTNode *const node = find_node(tree, WordCompare{}, request);
-    return node != nullptr ? node : missing(status);
+    // The stock comparison is not null: one test covers both.
+    if (tree != nullptr && btninfo != nullptr && btninfo->compare == &word_compare) [[likely]] {
+        NuRTBTNode *const node = find_node(tree, WordCompare{}, request);
+        return node != nullptr ? node : missing(status);
+    }
+    return find_other(tree, btninfo, request, status);
 }
 
 // --- Element level ----------------------------------------------------------

@@ -66,6 +66,8 @@ inline void set_balance(NuRTBTNode *n, int b) {
                                      ((static_cast<unsigned>(b) & 7u) << 5));
 }
 inline int sign_of(Dir d) { return d == kRight ? 1 : -1; }
+// Balance not zero: one test of the flag word, no sign extension.
+inline bool leans(const NuRTBTNode *n) { return (n->flags & NU_RTBT_BALANCE) != 0; }
 
 inline NuRTBTNode *rightmost(NuRTBTNode *n) {
     while (!right_is_thread(n))
@@ -75,11 +77,19 @@ inline NuRTBTNode *rightmost(NuRTBTNode *n) {
 
 // ---------------------------------------------------------------------------
 // Comparison. The stock table's comparison is known here and run inline: for
-// trees of plain words that saves an indirect call at every level.
+// trees of plain words that saves an indirect call at every level. Being a
+// pure subtraction, it may also be run again where a caller's comparison
+// (which may count its calls, or be slow) is remembered instead: a comparison
+// type says so with kRepeatable.
 
 inline intptr_t word_compare(uintptr_t a, uintptr_t b) { return static_cast<intptr_t>(a - b); }
+// The stock duplicate: a plain word is its own copy.
+inline uintptr_t word_dup(uintptr_t info, uintptr_t, uintptr_t, VeskErr *) { return info; }
+// The stock release: nothing is owned.
+inline int32_t word_release(uintptr_t, uint32_t, VeskErr *) { return 1; }
 
 struct WordCompare {
+    static constexpr bool kRepeatable = true;
     intptr_t operator()(uintptr_t a, uintptr_t b) const { return word_compare(a, b); }
 };
 struct TableCompare {
@@ -87,9 +97,17 @@ struct TableCompare {
     intptr_t operator()(uintptr_t a, uintptr_t b) const { return fn(a, b); }
 };
 
+template <class Cmp>
+inline constexpr bool repeatable() {
+    if constexpr (requires { Cmp::kRepeatable; })
+        return Cmp::kRepeatable;
+    else
+        return false;
+}
+
 template <class Fn>
 inline auto with_compare(const NuBtninfo *btninfo, Fn &&fn) {
-    if (btninfo->compare == &word_compare)
+    if (btninfo->compare == &word_compare) [[likely]]
         return fn(WordCompare{});
     return fn(TableCompare{btninfo->compare});
 }
@@ -219,24 +237,64 @@ inline NuRTBTNode *rotate_double(NuRTBTNode *y, NuRTBTNode *w, Dir heavy) {
 
 // ---------------------------------------------------------------------------
 // Insertion. The balanced form also remembers y, the deepest node on the path
-// with a non-zero balance (the only one that can go out of balance), its
-// parent z, and the directions, then sets the balances from y down to the new
-// node on a second pass instead of keeping a stack. That pass follows the
-// directions the descent took, kept one bit per level (48 levels fit in a
-// word), so the caller's comparison runs once per level, not twice.
+// with a non-zero balance (the only one that can go out of balance), by the
+// link that leads to it (in its parent z, or the head's root), then sets the
+// balances from y down to the new node on a second pass instead of keeping a
+// stack. That pass must take the directions the descent took: a repeatable
+// comparison is simply run again; a caller's comparison is not, and the
+// descent keeps its directions one bit per level (48 levels fit in a word),
+// so that it runs once per level, not twice.
 
 using DirBits = uint64_t;  // bit k: the direction taken below the node at depth k
 static_assert(NU_RTBT_MAXDEPTH <= 64);
 
-inline void rebalance_after_insert(NuRTBTNode *z, Dir zdir, NuRTBTNode *y, unsigned ydepth,
-                                   DirBits dirs, NuRTBTNode *node) {
-    const Dir ydir = Dir((dirs >> ydepth) & 1);
-    NuRTBTNode *const w = child(y, ydir);
-    unsigned depth = ydepth + 1;
-    for (NuRTBTNode *p = w; p != node; ++depth) {
-        const Dir d = Dir((dirs >> depth) & 1);
+// Where a descent stopped: the new node goes below q on side dir.
+struct Spot {
+    NuRTBTNode *q;
+    Dir dir;
+};
+
+// The directions of the path from y to the new node, as the descent took
+// them: from the comparison again, or from the bits it kept.
+template <class Cmp>
+struct PathDirs {
+    DirBits bits = 0;
+    unsigned ydepth = 0;
+    void took(unsigned depth, Dir d) { bits |= DirBits{d} << depth; }
+    void y_at(unsigned depth) { ydepth = depth; }
+    unsigned start() const { return ydepth; }
+    Dir at(const NuRTBTNode *, unsigned depth, Cmp, uintptr_t) const {
+        return Dir((bits >> depth) & 1);
+    }
+};
+
+template <class Cmp>
+    requires(repeatable<Cmp>())
+struct PathDirs<Cmp> {
+    static void took(unsigned, Dir) {}
+    static void y_at(unsigned) {}
+    static unsigned start() { return 0; }
+    static Dir at(const NuRTBTNode *p, unsigned, Cmp cmp, uintptr_t value) {
+        return dir_of(cmp(p->data, value));
+    }
+};
+
+// y is found through ylink; the nodes below it on the path to `node` all had
+// balance 0 and now lean towards the new node.
+template <class Cmp>
+inline void rebalance_after_insert(NuRTBTNode **ylink, const PathDirs<Cmp> &path, Cmp cmp,
+                                   NuRTBTNode *node) {
+    NuRTBTNode *const y = *ylink;
+    const uintptr_t value = node->data;
+    unsigned depth = path.start();
+    const Dir ydir = path.at(y, depth, cmp, value);
+    // Every link from y down to the new node is a child, not a thread: the
+    // attach made the last one a child.
+    NuRTBTNode *const w = ydir == kRight ? y->right : y->left;
+    for (NuRTBTNode *p = w; p != node;) {
+        const Dir d = path.at(p, ++depth, cmp, value);
         set_balance(p, sign_of(d));
-        p = child(p, d);
+        p = d == kRight ? p->right : p->left;
     }
     const int s = sign_of(ydir);
     const int b = balance(y);
@@ -257,48 +315,89 @@ inline void rebalance_after_insert(NuRTBTNode *z, Dir zdir, NuRTBTNode *y, unsig
     } else {
         top = rotate_double(y, w, ydir);
     }
-    set_link(z, zdir, top);
+    *ylink = top;
+}
+
+// The descent of an insertion below a non-empty root, which rootlink leads
+// to. Equal elements go right of one another; with kDups false an equal one
+// ends the descent refused. The loop calls nothing but the comparison.
+template <bool kBalanced, bool kDups, class Cmp>
+inline Outcome descend_for_insert(NuRTBTNode **rootlink, Cmp cmp, uintptr_t value, Spot &spot,
+                                  [[maybe_unused]] NuRTBTNode **&ylink,
+                                  [[maybe_unused]] PathDirs<Cmp> &path) {
+    NuRTBTNode *c = *rootlink;
+    [[maybe_unused]] NuRTBTNode **link = rootlink;
+    [[maybe_unused]] unsigned depth = 0;
+    for (;;) {
+        if constexpr (kBalanced) {
+            // The root is at depth 0; a node 48 levels below it is out of reach.
+            if (depth == NU_RTBT_MAXDEPTH) [[unlikely]]
+                return Outcome::too_deep;
+            if (leans(c)) {
+                ylink = link;
+                path.y_at(depth);
+            }
+        }
+        const intptr_t r = cmp(c->data, value);
+        if (!kDups && r == 0) [[unlikely]]
+            return Outcome::exists;
+        // Without duplicates r is not 0 here, and "below zero" lets the
+        // stock comparison's subtraction decide by its own flags.
+        const bool right = kDups ? r <= 0 : r < 0;
+        NuRTBTNode *next;
+        if (right) {
+            if constexpr (kBalanced) {
+                path.took(depth, kRight);
+                link = &c->right;
+            }
+            next = right_is_thread(c) ? nullptr : c->right;
+            if (next == nullptr) {
+                spot = {c, kRight};
+                return Outcome::done;
+            }
+        } else {
+            if constexpr (kBalanced) {
+                path.took(depth, kLeft);
+                link = &c->left;
+            }
+            next = c->left;
+            if (next == nullptr) {
+                spot = {c, kLeft};
+                return Outcome::done;
+            }
+        }
+        if constexpr (kBalanced)
+            ++depth;
+        c = next;
+    }
+}
+
+template <bool kBalanced, bool kDups, class Head, class Cmp, class EndsT>
+Outcome insert_node_as(Head *tree, Cmp cmp, NuRTBTNode *node, const EndsT &ends) {
+    NuRTBTNode *const head = head_node(tree);
+    if (head->left == nullptr) {
+        attach(tree, head, kLeft, node, ends);
+        return Outcome::done;
+    }
+    Spot spot{};
+    // y starts as the root, whatever its balance.
+    NuRTBTNode **ylink = &head->left;
+    PathDirs<Cmp> path;
+    const Outcome outcome =
+        descend_for_insert<kBalanced, kDups>(&head->left, cmp, node->data, spot, ylink, path);
+    if (outcome != Outcome::done) [[unlikely]]
+        return outcome;
+    attach(tree, spot.q, spot.dir, node, ends);
+    if constexpr (kBalanced)
+        rebalance_after_insert(ylink, path, cmp, node);
+    return Outcome::done;
 }
 
 template <bool kBalanced, class Head, class Cmp, class EndsT>
 Outcome insert_node(Head *tree, Cmp cmp, NuRTBTNode *node, bool dups, const EndsT &ends) {
-    NuRTBTNode *const head = head_node(tree);
-    const uintptr_t value = node->data;
-    NuRTBTNode *q = head;
-    Dir dir = kLeft;
-    [[maybe_unused]] NuRTBTNode *y = nullptr, *z = head;
-    [[maybe_unused]] Dir zdir = kLeft;
-    [[maybe_unused]] unsigned depth = 0, ydepth = 0;
-    [[maybe_unused]] DirBits dirs = 0;
-    for (NuRTBTNode *c = tree->root; c != nullptr; c = child(q, dir)) {
-        if constexpr (kBalanced) {
-            // The root is at depth 0; a node 48 levels below it is out of reach.
-            if (depth == NU_RTBT_MAXDEPTH)
-                return Outcome::too_deep;
-        }
-        const intptr_t r = cmp(c->data, value);
-        if (r == 0 && !dups)
-            return Outcome::exists;
-        const Dir next = dir_of(r);
-        if constexpr (kBalanced) {
-            dirs |= DirBits{next} << depth;
-            if (q == head || balance(c) != 0) {
-                z = q;
-                zdir = dir;
-                y = c;
-                ydepth = depth;
-            }
-            ++depth;
-        }
-        q = c;
-        dir = next;
-    }
-    attach(tree, q, dir, node, ends);
-    if constexpr (kBalanced) {
-        if (q != head)
-            rebalance_after_insert(z, zdir, y, ydepth, dirs, node);
-    }
-    return Outcome::done;
+    if (dups)
+        return insert_node_as<kBalanced, true>(tree, cmp, node, ends);
+    return insert_node_as<kBalanced, false>(tree, cmp, node, ends);
 }
 
 // ---------------------------------------------------------------------------
@@ -374,10 +473,16 @@ Outcome detach_node(Head *tree, Cmp cmp, uintptr_t request, const EndsT &ends,
         if (r == 0)
             break;
         q = n;
-        dir = dir_of(r);
-        if (!push(q, dir))
+        // r is not 0: "below zero" lets the stock subtraction decide by its flags.
+        if (r < 0) {
+            dir = kRight;
+            n = right_is_thread(q) ? nullptr : q->right;
+        } else {
+            dir = kLeft;
+            n = q->left;
+        }
+        if (!push(q, dir)) [[unlikely]]
             return Outcome::too_deep;
-        n = child(q, dir);
     }
 
     NuRTBTNode *r;  // the neighbour that inherits n's first or last bit
@@ -449,6 +554,8 @@ Outcome detach_node(Head *tree, Cmp cmp, uintptr_t request, const EndsT &ends,
 // Branches, not selects, on the direction: a mispredicted branch costs a
 // flush, but a select would make every level wait for the comparison before
 // the next node's load could even start (measured: slower at every size).
+// The sign is tested as "below zero" so that, for the stock comparison, the
+// subtraction's own flags decide both branches.
 template <class Cmp>
 inline NuRTBTNode *find_node(const NuRTBT *tree, Cmp cmp, uintptr_t request) {
     NuRTBTNode *n = tree->root;
@@ -456,7 +563,13 @@ inline NuRTBTNode *find_node(const NuRTBT *tree, Cmp cmp, uintptr_t request) {
         const intptr_t r = cmp(n->data, request);
         if (r == 0)
             return n;
-        n = child(n, dir_of(r));
+        if (r < 0) {
+            if (right_is_thread(n))
+                return nullptr;
+            n = n->right;
+        } else {
+            n = n->left;
+        }
     }
     return nullptr;
 }
@@ -493,7 +606,7 @@ inline NuRTBTNode *make_element_node(const NuBtninfo *btninfo, uintptr_t info, V
         return nullptr;
     }
     if (info != 0) {
-        node->data = btninfo->dup(info, 0, 0, status);
+        node->data = btninfo->dup == &word_dup ? info : btninfo->dup(info, 0, 0, status);
         if (node->data == 0) {
             NuMfree(node);
             VESK_STATUS_RESTAMP(status, VESK_FAC_RTBT);
@@ -505,7 +618,7 @@ inline NuRTBTNode *make_element_node(const NuBtninfo *btninfo, uintptr_t info, V
 
 // A table without release owns its elements in name only: nothing to call.
 inline void release_element(const NuBtninfo *btninfo, uintptr_t element) {
-    if (element != 0 && btninfo->release != nullptr)
+    if (element != 0 && btninfo->release != nullptr && btninfo->release != &word_release)
         btninfo->release(element, 1, nullptr);
 }
 

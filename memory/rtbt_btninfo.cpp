@@ -5,19 +5,18 @@
 namespace {
 
 // Plain words: the element is its own value and nothing is owned.
-uintptr_t word_dup(uintptr_t info, uintptr_t, uintptr_t, VeskErr *) { return info; }
 int32_t word_retain(uintptr_t, VeskErr *) { return 1; }
-int32_t word_release(uintptr_t, uint32_t, VeskErr *) { return 1; }
 void word_dump(void *, uintptr_t, int32_t) {}
 
 }  // namespace
 
 extern "C" {
 
-// The comparison is the one the descents recognise and run inline. `extern`
-// because a const at namespace scope would otherwise have internal linkage.
+// The comparison, the duplicate and the release are the ones the tree
+// recognises and runs inline. `extern` because a const at namespace scope
+// would otherwise have internal linkage.
 VESK_API extern const NuBtninfo _G_default_btninfo_opv = {
-    word_dup, word_retain, word_release, vesk::rtbt::word_compare, word_dump,
+    vesk::rtbt::word_dup, word_retain, vesk::rtbt::word_release, vesk::rtbt::word_compare, word_dump,
 };
 
 // _G_ucntl_btninfo_opv, the table for trees of runtime objects, stands beside

@@ -610,6 +610,69 @@ TEST_F(WordTree, DuplicatesLineUpToTheRight) {
     EXPECT_TRUE(tree.root->left == nullptr && tree.root->right->data == 5u);
 }
 
+// A caller's comparison that counts its calls and orders as the stock one.
+struct CountedWords {
+    static inline int calls;
+    static intptr_t compare(uintptr_t a, uintptr_t b) { return ++calls, intptr_t(a - b); }
+    static constexpr NuBtninfo table = {nullptr, nullptr, nullptr, compare, nullptr};
+};
+
+// Nodes an insert compares against: the root down to an empty link or, when
+// equals are refused, to the first equal.
+int descent_length(const NuRTBT &t, uintptr_t key, bool dups) {
+    int n = 0;
+    for (const NuRTBTNode *c = t.root; c != nullptr; ++n) {
+        const intptr_t r = intptr_t(c->data - key);
+        if (r == 0 && !dups)
+            return n + 1;
+        c = r > 0 ? c->left : (c->flags & NU_RTBT_RTHREAD) ? nullptr : c->right;
+    }
+    return n;
+}
+
+void expect_same_nodes(const NuRTBTNode *a, const NuRTBTNode *b) {
+    ASSERT_EQ(!a, !b);
+    if (!a)
+        return;
+    ASSERT_EQ(a->data, b->data);
+    ASSERT_EQ(a->flags, b->flags) << "at " << a->data;
+    expect_same_nodes(a->left, b->left);
+    if (!(a->flags & NU_RTBT_RTHREAD))
+        expect_same_nodes(a->right, b->right);
+}
+
+// The stock comparison runs inline and a caller's through its table, by two
+// ways of retracing an insert's path; both must build the very same balanced
+// tree, and a caller's comparison runs once per node of the descent, never
+// twice, with or without duplicates.
+TEST(TreeCompare, StockAndCallerComparisonsBuildTheSameTreeWithOneCallPerLevel) {
+    constexpr int kSteps = 4000;
+    std::vector<NuRTBTNode> stock(kSteps), caller(kSteps);
+    NuRTBT a, b;
+    NuRTBTInit(&a), NuRTBTInit(&b);
+    std::mt19937_64 rng(7);
+    for (int i = 0; i < kSteps; ++i) {
+        const uintptr_t key = rng() % 200;
+        if (rng() % 3 == 0) {
+            NuRTBTNode *const x = NuRTBTRmnode_b(&a, kWords, key, nullptr);
+            ASSERT_EQ(!x, !NuRTBTRmnode_b(&b, &CountedWords::table, key, nullptr));
+        } else {
+            const int dups = int(rng() % 2);
+            stock[i].data = caller[i].data = key;
+            const int expected = descent_length(b, key, dups);
+            CountedWords::calls = 0;
+            NuRTBTNode *const in =
+                NuRTBTInsnode_b(&b, &CountedWords::table, &caller[i], dups, nullptr);
+            EXPECT_EQ(CountedWords::calls, expected) << "insert of " << key;
+            ASSERT_EQ(!in, !NuRTBTInsnode_b(&a, kWords, &stock[i], dups, nullptr));
+        }
+        ASSERT_EQ(a.count, b.count);
+        expect_same_nodes(a.root, b.root);
+        if (HasFatalFailure())
+            FAIL() << "after step " << i;
+    }
+}
+
 struct Visits {
     std::vector<uintptr_t> seen;
     int64_t stop_at_third = 1;  // the third call's result; 1 lets the walk go on

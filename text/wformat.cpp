@@ -24,6 +24,10 @@
 
 #include "text/format.hpp"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace vesk::text {
 namespace {
 
@@ -501,12 +505,44 @@ int64_t put_utf8(const char *text, size_t limit, Sink *sink) {
     return int64_t(units);
 }
 
-// The units of 16-bit text to write: up to the terminator or `limit`, never
-// half a pair.
-size_t wide_extent(const char16_t *text, size_t limit) {
+// The index of the first zero unit of `text`, or `limit` when none comes
+// before it. Reads whole aligned blocks of 16 bytes: a block never straddles
+// a page, so the units read past the terminator (or the limit) are always
+// mapped, but they lie outside the caller's object, which the address
+// sanitizer would report; it is told not to look here.
+__attribute__((no_sanitize_address)) size_t terminator_at(const char16_t *text, size_t limit) {
+#if defined(__SSE2__)
+    const auto address = reinterpret_cast<uintptr_t>(text);
+    if (address % sizeof(char16_t) == 0 && limit >= 8) {
+        const __m128i zero = _mm_setzero_si128();
+        const auto *block = reinterpret_cast<const __m128i *>(address & ~uintptr_t{15});
+        // Lanes before `text` in the first block are masked off.
+        unsigned mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(block), zero)));
+        mask &= ~0u << (address & 15);
+        size_t scanned = 16 - (address & 15);  // bytes of `text` covered so far
+        const size_t limit_bytes = limit > SIZE_MAX / 2 ? SIZE_MAX : limit * 2;
+        while (mask == 0) {
+            if (scanned >= limit_bytes)
+                return limit;
+            ++block;
+            mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(block), zero)));
+            scanned += 16;
+        }
+        const size_t at =
+            (reinterpret_cast<uintptr_t>(block) + unsigned(__builtin_ctz(mask)) - address) / 2;
+        return at < limit ? at : limit;
+    }
+#endif
     size_t n = 0;
     while (n < limit && text[n] != 0)
         ++n;
+    return n;
+}
+
+// The units of 16-bit text to write: up to the terminator or `limit`, never
+// half a pair.
+size_t wide_extent(const char16_t *text, size_t limit) {
+    size_t n = terminator_at(text, limit);
     if (n == limit && n != 0 && text[n] != 0 && is_high_surrogate(text[n - 1]))
         --n;
     return n;
@@ -668,20 +704,9 @@ void store_count(const Directive &directive, size_t count, const Arg &value) {
     }
 }
 
-bool put_conversion(Sink &sink, const Directive &directive, const ArgTable &table) {
-    if (directive.conv == u'%') {
-        sink.put(u"%", 1);
-        return true;
-    }
-    int width = directive.width_arg >= 0 ? table[directive.width_arg].i : directive.width;
-    int precision =
-        directive.precision_arg >= 0 ? table[directive.precision_arg].i : directive.precision;
-    const Arg &value = table[directive.arg];
-    if (directive.conv == u'n') {
-        if (value.p != nullptr)
-            store_count(directive, sink.count, value);
-        return true;
-    }
+// A conversion other than %% and %n, with its width, precision and value.
+bool put_value(Sink &sink, const Directive &directive, int width, int precision,
+               const Arg &value) {
     if (directive.conv == u's' || directive.conv == u'S' || directive.conv == u'c' ||
         directive.conv == u'C') {
         Directive text = directive;
@@ -693,6 +718,23 @@ bool put_conversion(Sink &sink, const Directive &directive, const ArgTable &tabl
     }
     return put_number(sink, directive, width < 0 && directive.width_arg < 0 ? 0 : width, precision,
                       value);
+}
+
+bool put_conversion(Sink &sink, const Directive &directive, const ArgTable &table) {
+    if (directive.conv == u'%') {
+        sink.put(u"%", 1);
+        return true;
+    }
+    const int width = directive.width_arg >= 0 ? table[directive.width_arg].i : directive.width;
+    const int precision =
+        directive.precision_arg >= 0 ? table[directive.precision_arg].i : directive.precision;
+    const Arg &value = table[directive.arg];
+    if (directive.conv == u'n') {
+        if (value.p != nullptr)
+            store_count(directive, sink.count, value);
+        return true;
+    }
+    return put_value(sink, directive, width, precision, value);
 }
 
 // One rendering: the number of units of the whole text, -1 on failure.
@@ -710,21 +752,101 @@ int64_t render(const Plan &plan, const ArgTable &table, Sink &sink) {
     return int64_t(sink.count);
 }
 
+// Whether every argument is taken in sequence: no "n$" anywhere (a '$' in
+// the literal text only costs the longer way round).
+bool sequential(const char16_t *format) {
+    for (const char16_t *p = format; *p != 0; ++p)
+        if (*p == u'$')
+            return false;
+    return true;
+}
+
+// One rendering of a format without positional parameters, straight from the
+// format and the list, in one walk. The counts of %n are stored only when the
+// whole rendering succeeds; -1 on any failure (and when there are more of
+// them than it keeps), for the planned rendering to run and report.
+int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink) {
+    struct Count {
+        Directive directive;
+        Arg target;
+        size_t count;
+    };
+    constexpr int kCounts = 4;
+    Count counts[kCounts];
+    int n_counts = 0;
+    va_list ap;
+    va_copy(ap, arguments);
+    const bool done = walk(
+        format,
+        [&](const char16_t *text, size_t n) {
+            sink.put(text, n);
+            return true;
+        },
+        [&](const Directive &directive) {
+            if (directive.conv == u'%') {
+                sink.put(u"%", 1);
+                return true;
+            }
+            ArgType type;
+            if (!value_type(directive, &type))
+                return false;
+            const int width = directive.width_arg >= 0 ? va_arg(ap, int) : directive.width;
+            const int precision =
+                directive.precision_arg >= 0 ? va_arg(ap, int) : directive.precision;
+            Arg value;
+            value.type = type;
+            switch (type) {
+            case ArgType::unset: return false;
+            case ArgType::int_: value.i = va_arg(ap, int); break;
+            case ArgType::long_: value.l = va_arg(ap, long); break;
+            case ArgType::llong: value.ll = va_arg(ap, long long); break;
+            case ArgType::intmax: value.j = va_arg(ap, intmax_t); break;
+            case ArgType::size: value.z = va_arg(ap, size_t); break;
+            case ArgType::ptrdiff: value.t = va_arg(ap, ptrdiff_t); break;
+            case ArgType::double_: value.d = va_arg(ap, double); break;
+            case ArgType::ldouble: value.ld = va_arg(ap, long double); break;
+            case ArgType::pointer: value.p = va_arg(ap, void *); break;
+            }
+            if (directive.conv == u'n') {
+                if (value.p == nullptr)
+                    return true;
+                if (n_counts == kCounts)
+                    return false;
+                counts[n_counts++] = Count{directive, value, sink.count};
+                return true;
+            }
+            return put_value(sink, directive, width, precision, value);
+        });
+    va_end(ap);
+    if (!done || sink.count > size_t{INT_MAX})
+        return -1;
+    for (int i = 0; i < n_counts; ++i)
+        store_count(counts[i].directive, counts[i].count, counts[i].target);
+    return int64_t(sink.count);
+}
+
 }  // namespace
 
 Formatted<char16_t> format_block(size_t head, Heap heap, const char16_t *format,
                                  va_list arguments) {
     if (format == nullptr)
         format = u"";
-    Plan plan;
-    ArgTable table;
-    if (!collect(format, arguments, plan, table))
-        return {};
     char16_t small[2048];
     Sink first{small, sizeof small / sizeof small[0]};
-    const int64_t length = render(plan, table, first);
-    if (length < 0)
-        return {};
+    // Most formats go in one walk; positional parameters, and any failure
+    // (for its report), take the plan.
+    int64_t length = sequential(format) ? render_sequential(format, arguments, first) : -1;
+    const bool planned = length < 0;
+    Plan plan;
+    ArgTable table;
+    if (planned) {
+        if (!collect(format, arguments, plan, table))
+            return {};
+        first = Sink{small, sizeof small / sizeof small[0]};
+        length = render(plan, table, first);
+        if (length < 0)
+            return {};
+    }
     size_t total, bytes;
     if (__builtin_add_overflow(head, size_t(length), &total) ||
         !block_bytes<char16_t>(total, &bytes))
@@ -739,7 +861,9 @@ Formatted<char16_t> format_block(size_t head, Heap heap, const char16_t *format,
     } else {
         // Only a number too long for the stack can fail here, for memory.
         Sink second{block + head, size_t(length)};
-        if (render(plan, table, second) < 0) {
+        const int64_t again = planned ? render(plan, table, second)
+                                      : render_sequential(format, arguments, second);
+        if (again < 0) {
             heap.release(block);
             return {};
         }

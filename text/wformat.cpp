@@ -70,6 +70,7 @@ struct Directive {
     int precision = -1, precision_arg = -1;
     int arg = -1;
     Length length = Length::none;
+    bool positional = false;  // the value is taken by number
     char16_t conv = 0;
 };
 
@@ -285,6 +286,7 @@ bool parse_directive(const char16_t *&p, ArgCursor &cursor, Directive *directive
     int position = 0;
     const bool positional = is_digit(*q) && read_number(q, &position) && *q == u'$';
     if (positional) {
+        directive->positional = true;
         directive->arg = cursor.take(p);
         if (directive->arg < 0)
             return false;
@@ -611,9 +613,11 @@ bool put_text(Sink &sink, const Directive &directive, int width, int precision, 
     return true;
 }
 
-// The narrow conversion handed to snprintf: flags, "*.*", the length of the
-// argument's type and the conversion.
-void narrow_directive(const Directive &directive, ArgType type, char *out) {
+// The narrow conversion handed to snprintf: flags, "*" for a width and ".*"
+// for a precision when there are any, the length of the argument's type and
+// the conversion.
+void narrow_directive(const Directive &directive, ArgType type, bool width, bool precision,
+                      char *out) {
     char *o = out;
     *o++ = '%';
     if (directive.flags & kMinus) *o++ = '-';
@@ -622,7 +626,10 @@ void narrow_directive(const Directive &directive, ArgType type, char *out) {
     if (directive.flags & kHash) *o++ = '#';
     if (directive.flags & kZero) *o++ = '0';
     if (directive.flags & kGroup) *o++ = '\'';
-    *o++ = '*', *o++ = '.', *o++ = '*';
+    if (width)
+        *o++ = '*';
+    if (precision)
+        *o++ = '.', *o++ = '*';
     if (is_integer_conv(directive.conv)) {
         // The length keeps hh and h, whose truncation snprintf applies.
         switch (directive.length) {
@@ -642,18 +649,32 @@ void narrow_directive(const Directive &directive, ArgType type, char *out) {
     *o = 0;
 }
 
+// snprintf with only the amounts the conversion names.
+template <class T>
+int print_with(char *buffer, size_t size, const char *format, int width, int precision,
+               bool has_width, bool has_precision, T value) {
+    if (has_width && has_precision)
+        return std::snprintf(buffer, size, format, width, precision, value);
+    if (has_width)
+        return std::snprintf(buffer, size, format, width, value);
+    if (has_precision)
+        return std::snprintf(buffer, size, format, precision, value);
+    return std::snprintf(buffer, size, format, value);
+}
+
 int print_number(char *buffer, size_t size, const char *format, int width, int precision,
                  const Arg &v) {
+    const bool w = width != 0, p = precision >= 0;
     switch (v.type) {
-    case ArgType::int_: return std::snprintf(buffer, size, format, width, precision, v.i);
-    case ArgType::long_: return std::snprintf(buffer, size, format, width, precision, v.l);
-    case ArgType::llong: return std::snprintf(buffer, size, format, width, precision, v.ll);
-    case ArgType::intmax: return std::snprintf(buffer, size, format, width, precision, v.j);
-    case ArgType::size: return std::snprintf(buffer, size, format, width, precision, v.z);
-    case ArgType::ptrdiff: return std::snprintf(buffer, size, format, width, precision, v.t);
-    case ArgType::double_: return std::snprintf(buffer, size, format, width, precision, v.d);
-    case ArgType::ldouble: return std::snprintf(buffer, size, format, width, precision, v.ld);
-    case ArgType::pointer: return std::snprintf(buffer, size, format, width, precision, v.p);
+    case ArgType::int_: return print_with(buffer, size, format, width, precision, w, p, v.i);
+    case ArgType::long_: return print_with(buffer, size, format, width, precision, w, p, v.l);
+    case ArgType::llong: return print_with(buffer, size, format, width, precision, w, p, v.ll);
+    case ArgType::intmax: return print_with(buffer, size, format, width, precision, w, p, v.j);
+    case ArgType::size: return print_with(buffer, size, format, width, precision, w, p, v.z);
+    case ArgType::ptrdiff: return print_with(buffer, size, format, width, precision, w, p, v.t);
+    case ArgType::double_: return print_with(buffer, size, format, width, precision, w, p, v.d);
+    case ArgType::ldouble: return print_with(buffer, size, format, width, precision, w, p, v.ld);
+    case ArgType::pointer: return print_with(buffer, size, format, width, precision, w, p, v.p);
     case ArgType::unset: break;
     }
     errno = EINVAL;
@@ -665,7 +686,7 @@ int print_number(char *buffer, size_t size, const char *format, int width, int p
 bool put_number(Sink &sink, const Directive &directive, int width, int precision,
                 const Arg &value) {
     char format[24];
-    narrow_directive(directive, value.type, format);
+    narrow_directive(directive, value.type, width != 0, precision >= 0, format);
     char small[128];
     const int n = print_number(small, sizeof small, format, width, precision, value);
     if (n < 0)
@@ -752,27 +773,18 @@ int64_t render(const Plan &plan, const ArgTable &table, Sink &sink) {
     return int64_t(sink.count);
 }
 
-// Whether every argument is taken in sequence: no "n$" anywhere (a '$' in
-// the literal text only costs the longer way round).
-bool sequential(const char16_t *format) {
-    for (const char16_t *p = format; *p != 0; ++p)
-        if (*p == u'$')
-            return false;
-    return true;
-}
-
 // One rendering of a format without positional parameters, straight from the
 // format and the list, in one walk. The counts of %n are stored only when the
 // whole rendering succeeds; -1 on any failure (and when there are more of
 // them than it keeps), for the planned rendering to run and report.
 int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink) {
     struct Count {
-        Directive directive;
-        Arg target;
+        Length length;
+        void *target;
         size_t count;
     };
     constexpr int kCounts = 4;
-    Count counts[kCounts];
+    Count counts[kCounts];  // trivial: nothing to construct
     int n_counts = 0;
     va_list ap;
     va_copy(ap, arguments);
@@ -783,6 +795,8 @@ int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink)
             return true;
         },
         [&](const Directive &directive) {
+            if (directive.positional)
+                return false;  // for the plan
             if (directive.conv == u'%') {
                 sink.put(u"%", 1);
                 return true;
@@ -812,7 +826,7 @@ int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink)
                     return true;
                 if (n_counts == kCounts)
                     return false;
-                counts[n_counts++] = Count{directive, value, sink.count};
+                counts[n_counts++] = Count{directive.length, value.p, sink.count};
                 return true;
             }
             return put_value(sink, directive, width, precision, value);
@@ -820,8 +834,13 @@ int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink)
     va_end(ap);
     if (!done || sink.count > size_t{INT_MAX})
         return -1;
-    for (int i = 0; i < n_counts; ++i)
-        store_count(counts[i].directive, counts[i].count, counts[i].target);
+    for (int i = 0; i < n_counts; ++i) {
+        Directive directive;
+        directive.length = counts[i].length;
+        Arg target;
+        target.p = counts[i].target;
+        store_count(directive, counts[i].count, target);
+    }
     return int64_t(sink.count);
 }
 
@@ -835,7 +854,7 @@ Formatted<char16_t> format_block(size_t head, Heap heap, const char16_t *format,
     Sink first{small, sizeof small / sizeof small[0]};
     // Most formats go in one walk; positional parameters, and any failure
     // (for its report), take the plan.
-    int64_t length = sequential(format) ? render_sequential(format, arguments, first) : -1;
+    int64_t length = render_sequential(format, arguments, first);
     const bool planned = length < 0;
     Plan plan;
     ArgTable table;

@@ -3,15 +3,18 @@
 //
 // The C library has no printf for 16-bit units (its wide family is 32 bits
 // here), so the format is walked here: literal text and the text conversions
-// are copied unit by unit, and every number is handed to snprintf with the
+// are copied as they are, and every number is handed to snprintf with the
 // same flags, width and precision, then widened. In a 16-bit format %s and %c
 // take 16-bit text, %hs, %hc, %S and %C 8-bit (UTF-8) text, %ls and %lc
 // 16-bit text. Positional parameters work as in printf.
 //
-// A call runs in passes: one that parses the format into a plan and learns
-// the type of every argument (with positional parameters the list can't be
-// read in format order), one read of the list into a table, and one or two
-// renderings of the plan, the first into a stack buffer that also measures.
+// A format whose arguments come in sequence is rendered in one walk that
+// reads the list as it goes, into a stack buffer that also measures; only a
+// text longer than that buffer is walked a second time, into its block.
+// Positional parameters (the list can't be read in format order), and any
+// failure, take the longer way: one pass that parses the format into a plan
+// and learns the type of every argument, one read of the list into a table,
+// and one or two renderings of the plan.
 
 #include <cerrno>
 #include <climits>

@@ -530,19 +530,6 @@ __attribute__((no_sanitize_address)) size_t terminator_at(const char16_t *text, 
         while (mask == 0) {
             if (scanned >= limit_bytes)
                 return limit;
-            // Four blocks at once from a 64-byte boundary (one line, so one
-            // page), while the limit is that far off.
-            if (reinterpret_cast<uintptr_t>(block + 1) % 64 == 0 && limit_bytes - scanned >= 64) {
-                const __m128i a = _mm_cmpeq_epi16(_mm_load_si128(block + 1), zero);
-                const __m128i b = _mm_cmpeq_epi16(_mm_load_si128(block + 2), zero);
-                const __m128i c = _mm_cmpeq_epi16(_mm_load_si128(block + 3), zero);
-                const __m128i d = _mm_cmpeq_epi16(_mm_load_si128(block + 4), zero);
-                if (_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d))) == 0) {
-                    block += 4;
-                    scanned += 64;
-                    continue;
-                }
-            }
             ++block;
             mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(block), zero)));
             scanned += 16;

@@ -511,45 +511,70 @@ int64_t put_utf8(const char *text, size_t limit, Sink *sink) {
     return int64_t(units);
 }
 
-// The index of the first zero unit of `text`, or `limit` when none comes
-// before it. Reads whole aligned blocks of 16 bytes: a block never straddles
-// a page, so the units read past the terminator (or the limit) are always
-// mapped, but they lie outside the caller's object, which the address
-// sanitizer would report; it is told not to look here.
-__attribute__((no_sanitize_address)) size_t terminator_at(const char16_t *text, size_t limit) {
+// The index of the first zero unit of text that is known to be terminated.
+// Reads whole aligned blocks of 16 bytes: a block never straddles a page, so
+// the units read before the text and past the terminator are always mapped,
+// but they lie outside the caller's object, which the address sanitizer
+// would report; it is told not to look here.
+__attribute__((no_sanitize_address)) size_t terminator_in_blocks(const char16_t *text) {
 #if defined(__SSE2__)
     const auto address = reinterpret_cast<uintptr_t>(text);
-    if (address % sizeof(char16_t) == 0 && limit >= 8) {
+    if (address % sizeof(char16_t) == 0) {
         const __m128i zero = _mm_setzero_si128();
         const auto *block = reinterpret_cast<const __m128i *>(address & ~uintptr_t{15});
         // Lanes before `text` in the first block are masked off.
         unsigned mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(block), zero)));
         mask &= ~0u << (address & 15);
-        size_t scanned = 16 - (address & 15);  // bytes of `text` covered so far
-        const size_t limit_bytes = limit > SIZE_MAX / 2 ? SIZE_MAX : limit * 2;
         while (mask == 0) {
-            if (scanned >= limit_bytes)
-                return limit;
             ++block;
             mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(block), zero)));
-            scanned += 16;
         }
-        const size_t at =
-            (reinterpret_cast<uintptr_t>(block) + unsigned(__builtin_ctz(mask)) - address) / 2;
-        return at < limit ? at : limit;
+        return (reinterpret_cast<uintptr_t>(block) + unsigned(__builtin_ctz(mask)) - address) / 2;
     }
 #endif
     size_t n = 0;
+    while (text[n] != 0)
+        ++n;
+    return n;
+}
+
+// The index of the first zero unit among the first `limit` units of `text`,
+// or `limit` when there is none: nothing at or past `limit` is read (the text
+// need not be terminated when a precision bounds it). The aligned blocks it
+// reads lie wholly before the limit, but may reach past a terminator, hence
+// no address sanitizer here either.
+__attribute__((no_sanitize_address)) size_t terminator_within(const char16_t *text, size_t limit) {
+    size_t n = 0;
+#if defined(__SSE2__)
+    const auto address = reinterpret_cast<uintptr_t>(text);
+    if (address % sizeof(char16_t) == 0 && limit >= 16) {
+        // Unit by unit up to the first aligned block, then only blocks that
+        // lie wholly within the limit, then unit by unit again.
+        for (; (address + 2 * n) % 16 != 0; ++n)
+            if (text[n] == 0)
+                return n;
+        const __m128i zero = _mm_setzero_si128();
+        for (; limit - n >= 8; n += 8) {
+            const __m128i units = _mm_load_si128(reinterpret_cast<const __m128i *>(text + n));
+            const unsigned mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(units, zero)));
+            if (mask != 0)
+                return n + unsigned(__builtin_ctz(mask)) / 2;
+        }
+    }
+#endif
     while (n < limit && text[n] != 0)
         ++n;
     return n;
 }
 
 // The units of 16-bit text to write: up to the terminator or `limit`, never
-// half a pair.
+// half a pair. A high surrogate in the last place the limit allows is left
+// out: its partner (if any) lies past the limit, which is not read.
 size_t wide_extent(const char16_t *text, size_t limit) {
-    size_t n = terminator_at(text, limit);
-    if (n == limit && n != 0 && text[n] != 0 && is_high_surrogate(text[n - 1]))
+    if (limit == SIZE_MAX)
+        return terminator_in_blocks(text);
+    size_t n = terminator_within(text, limit);
+    if (n == limit && n != 0 && is_high_surrogate(text[n - 1]))
         --n;
     return n;
 }

@@ -485,7 +485,7 @@ bool decode_utf8(const unsigned char *p, uint32_t *code, int *bytes) {
 int64_t put_utf8(const char *text, size_t limit, Sink *sink) {
     const auto *p = reinterpret_cast<const unsigned char *>(text);
     size_t units = 0;
-    while (*p != 0 && units < limit) {
+    while (units < limit && *p != 0) {  // nothing past the limit is read
         uint32_t code;
         int bytes;
         if (!decode_utf8(p, &code, &bytes)) {

@@ -500,6 +500,14 @@ TEST(WideFormat, PrecisionBoundsTheReadOfAnUnterminatedHeapText) {
             expect_same_as_narrow("-" + std::to_string(length + 3) + p, text, narrow, where.c_str());
             expect_same_as_narrow(std::to_string(length + 3) + p, text, narrow, where.c_str());
             std::free(room);
+            // The same for 8-bit text read by %hs.
+            auto *bytes = static_cast<char *>(std::malloc(offset + length));
+            ASSERT_NE(bytes, nullptr);
+            std::memset(bytes, 'z', offset + length);
+            int n = 0;
+            const std::u16string got = wformat(&n, (u"<%" + to16(p) + u"hs>").c_str(), bytes + offset);
+            EXPECT_TRUE(got == u"<" + to16(narrow) + u">") << where;
+            std::free(bytes);
         }
     }
 }

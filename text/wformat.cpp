@@ -642,23 +642,18 @@ bool put_text(Sink &sink, const Directive &directive, int width, int precision, 
     return true;
 }
 
-// The narrow conversion handed to snprintf: flags, "*" for a width and ".*"
-// for a precision when there are any, the length of the argument's type and
-// the conversion.
-void narrow_directive(const Directive &directive, ArgType type, bool width, bool precision,
-                      char *out) {
-    char *o = out;
-    *o++ = '%';
+char *narrow_flags(const Directive &directive, char *o) {
     if (directive.flags & kMinus) *o++ = '-';
     if (directive.flags & kPlus) *o++ = '+';
     if (directive.flags & kSpace) *o++ = ' ';
     if (directive.flags & kHash) *o++ = '#';
     if (directive.flags & kZero) *o++ = '0';
     if (directive.flags & kGroup) *o++ = '\'';
-    if (width)
-        *o++ = '*';
-    if (precision)
-        *o++ = '.', *o++ = '*';
+    return o;
+}
+
+// The length of the argument's type and the conversion, terminated.
+void narrow_conversion(const Directive &directive, ArgType type, char *o) {
     if (is_integer_conv(directive.conv)) {
         // The length keeps hh and h, whose truncation snprintf applies.
         switch (directive.length) {
@@ -676,6 +671,50 @@ void narrow_directive(const Directive &directive, ArgType type, bool width, bool
     }
     *o++ = char(directive.conv);
     *o = 0;
+}
+
+// The narrow conversion handed to snprintf: flags, "*" for a width and ".*"
+// for a precision when there are any, the length of the argument's type and
+// the conversion.
+void narrow_directive(const Directive &directive, ArgType type, bool width, bool precision,
+                      char *out) {
+    char *o = out;
+    *o++ = '%';
+    o = narrow_flags(directive, o);
+    if (width)
+        *o++ = '*';
+    if (precision)
+        *o++ = '.', *o++ = '*';
+    narrow_conversion(directive, type, o);
+}
+
+char *put_decimal(int n, char *o) {
+    char digits[12];
+    int k = 0;
+    do
+        digits[k++] = char('0' + n % 10);
+    while ((n /= 10) != 0);
+    while (k > 0)
+        *o++ = digits[--k];
+    return o;
+}
+
+// The narrow conversion as the format spells it: a width or precision taken
+// from the list stays "*", one written out stays a number.
+size_t narrow_spelling(const Directive &directive, ArgType type, char *out) {
+    char *o = out;
+    *o++ = '%';
+    o = narrow_flags(directive, o);
+    if (directive.width_arg >= 0)
+        *o++ = '*';
+    else if (directive.width > 0)
+        o = put_decimal(directive.width, o);
+    if (directive.precision_arg >= 0)
+        *o++ = '.', *o++ = '*';
+    else if (directive.precision >= 0)
+        *o++ = '.', o = put_decimal(directive.precision, o);
+    narrow_conversion(directive, type, o);
+    return std::strlen(out);
 }
 
 // snprintf with only the amounts the conversion names.
@@ -802,6 +841,95 @@ int64_t render(const Plan &plan, const ArgTable &table, Sink &sink) {
     return int64_t(sink.count);
 }
 
+// Numbers that follow one another in a format without positional parameters,
+// with the ASCII text between them, go to snprintf as one narrow format over
+// the same stretch of the caller's list: one call formats them all.
+class NumberRun {
+  public:
+    NumberRun() = default;
+    NumberRun(const NumberRun &) = delete;
+    NumberRun &operator=(const NumberRun &) = delete;
+    ~NumberRun() {
+        if (open_)
+            va_end(start_);
+    }
+
+    bool open() const { return open_; }
+
+    // Adds text to an open run; false when it is not ASCII or has no room.
+    bool add_text(const char16_t *text, size_t n) {
+        if (n > (kRoom - length_) / 2)
+            return false;
+        size_t at = length_;
+        for (size_t i = 0; i < n; ++i) {
+            const char16_t u = text[i];
+            if (u >= 0x80)
+                return false;
+            format_[at++] = char(u);
+            if (u == u'%')
+                format_[at++] = '%';
+        }
+        length_ = at;
+        return true;
+    }
+
+    // Adds a conversion whose arguments start at `ap`'s position; false when
+    // the run has no room for it (flush it first).
+    bool add(const char *spelling, size_t n, va_list ap) {
+        if (n > kRoom - length_)
+            return false;
+        if (!open_) {
+            va_copy(start_, ap);
+            open_ = true;
+        }
+        std::memcpy(format_ + length_, spelling, n);
+        length_ += n;
+        return true;
+    }
+
+    // Formats the run into the sink and closes it; false (errno set) when
+    // snprintf refuses.
+    bool flush(Sink &sink) {
+        if (!open_)
+            return true;
+        format_[length_] = 0;
+        char small[512];
+        va_list ap;
+        va_copy(ap, start_);
+        const int n = std::vsnprintf(small, sizeof small, format_, ap);
+        va_end(ap);
+        bool ok = n >= 0;
+        if (ok && size_t(n) < sizeof small) {
+            sink.widen(small, size_t(n));
+        } else if (ok && !sink.fits(size_t(n))) {
+            sink.count += size_t(n);
+        } else if (ok) {
+            char *large = static_cast<char *>(std::malloc(size_t(n) + 1));
+            if (large == nullptr) {
+                errno = ENOMEM;
+                ok = false;
+            } else {
+                va_copy(ap, start_);
+                std::vsnprintf(large, size_t(n) + 1, format_, ap);
+                va_end(ap);
+                sink.widen(large, size_t(n));
+                std::free(large);
+            }
+        }
+        va_end(start_);
+        open_ = false;
+        length_ = 0;
+        return ok;
+    }
+
+  private:
+    static constexpr size_t kRoom = 255;  // and the terminator
+    char format_[kRoom + 1];
+    size_t length_ = 0;
+    bool open_ = false;
+    va_list start_;
+};
+
 // One rendering of a format without positional parameters, straight from the
 // format and the list, in one walk. The counts of %n are stored only when the
 // whole rendering succeeds; -1 on any failure (and when there are more of
@@ -817,9 +945,14 @@ int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink)
     int n_counts = 0;
     va_list ap;
     va_copy(ap, arguments);
-    const bool done = walk(
+    NumberRun run;
+    bool done = walk(
         format,
         [&](const char16_t *text, size_t n) {
+            if (run.open() && run.add_text(text, n))
+                return true;
+            if (!run.flush(sink))
+                return false;
             sink.put(text, n);
             return true;
         },
@@ -827,12 +960,28 @@ int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink)
             if (directive.positional)
                 return false;  // for the plan
             if (directive.conv == u'%') {
+                if (run.open() && run.add_text(u"%", 1))
+                    return true;
+                if (!run.flush(sink))
+                    return false;
                 sink.put(u"%", 1);
                 return true;
             }
             ArgType type;
             if (!value_type(directive, &type))
                 return false;
+            const bool number = is_integer_conv(directive.conv) ||
+                                is_float_conv(directive.conv) || directive.conv == u'p';
+            if (number) {
+                char spelling[48];
+                const size_t n = narrow_spelling(directive, type, spelling);
+                if (!run.add(spelling, n, ap)) {
+                    if (!run.flush(sink) || !run.add(spelling, n, ap))
+                        return false;
+                }
+            } else if (!run.flush(sink)) {
+                return false;
+            }
             const int width = directive.width_arg >= 0 ? va_arg(ap, int) : directive.width;
             const int precision =
                 directive.precision_arg >= 0 ? va_arg(ap, int) : directive.precision;
@@ -850,6 +999,8 @@ int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink)
             case ArgType::ldouble: value.ld = va_arg(ap, long double); break;
             case ArgType::pointer: value.p = va_arg(ap, void *); break;
             }
+            if (number)
+                return true;  // formatted with its run
             if (directive.conv == u'n') {
                 if (value.p == nullptr)
                     return true;
@@ -860,6 +1011,7 @@ int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink)
             }
             return put_value(sink, directive, width, precision, value);
         });
+    done = done && run.flush(sink);
     va_end(ap);
     if (!done || sink.count > size_t{INT_MAX})
         return -1;

@@ -82,6 +82,19 @@ const Rule kRules[] = {
          return at == 4 ? out : u"wrong count";
      },
      u"\U0001D11Eab", 0},
+    {"numbers in a row longer together than a stack buffer",
+     [](int *n) { return wformat(n, u"%0300d|%0300d", 5, 6); },
+     to16(std::string(299, '0') + "5|" + std::string(299, '0') + "6"), 0},
+    {"numbers in a row, text between them that isn't ASCII, %% and a count",
+     [](int *n) {
+         int at = -1;
+         std::u16string out = wformat(n, u"%d\u00e9%%%x%n%+.1f", 7, 255, &at, 2.5);
+         return at == 5 ? out : u"wrong count";
+     },
+     u"7\u00e9%ff+2.5", 0},
+    {"numbers apart by more text than one call is given",
+     [](int *n) { return wformat(n, (u"%*d" + std::u16string(300, u'%') + u"%-*.*d").c_str(), -3, 1, 4, 2, 3); },
+     u"1  " + std::u16string(150, u'%') + u"03  ", 0},
     {"digits and a dollar behind a conversion are literal text",
      [](int *n) { return wformat(n, u"%d2$ %*d3$", 1, 2, 3); }, u"12$  33$", 0},
     {"%% and literal text", [](int *n) { return wformat(n, u"100%% of \u00e9"); }, u"100% of \u00e9", 0},

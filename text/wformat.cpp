@@ -11,6 +11,8 @@
 // A format whose arguments come in sequence is rendered in one walk that
 // reads the list as it goes, into a stack buffer that also measures; only a
 // text longer than that buffer is walked a second time, into its block.
+// There, numbers that follow one another (with ASCII text between them) go to
+// snprintf in one call over the caller's list.
 // Positional parameters (the list can't be read in format order), and any
 // failure, take the longer way: one pass that parses the format into a plan
 // and learns the type of every argument, one read of the list into a table,

@@ -3,15 +3,20 @@
 //
 // The C library has no printf for 16-bit units (its wide family is 32 bits
 // here), so the format is walked here: literal text and the text conversions
-// are copied unit by unit, and every number is handed to snprintf with the
+// are copied as they are, and every number is handed to snprintf with the
 // same flags, width and precision, then widened. In a 16-bit format %s and %c
 // take 16-bit text, %hs, %hc, %S and %C 8-bit (UTF-8) text, %ls and %lc
 // 16-bit text. Positional parameters work as in printf.
 //
-// A call runs in passes: one that parses the format into a plan and learns
-// the type of every argument (with positional parameters the list can't be
-// read in format order), one read of the list into a table, and one or two
-// renderings of the plan, the first into a stack buffer that also measures.
+// A format whose arguments come in sequence is rendered in one walk that
+// reads the list as it goes, into a stack buffer that also measures; only a
+// text longer than that buffer is walked a second time, into its block.
+// There, numbers that follow one another (with ASCII text between them) go to
+// snprintf in one call over the caller's list.
+// Positional parameters (the list can't be read in format order), and any
+// failure, take the longer way: one pass that parses the format into a plan
+// and learns the type of every argument, one read of the list into a table,
+// and one or two renderings of the plan.
 
 #include <cerrno>
 #include <climits>
@@ -23,6 +28,10 @@
 #include <cstring>
 
 #include "text/format.hpp"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace vesk::text {
 namespace {
@@ -66,6 +75,7 @@ struct Directive {
     int precision = -1, precision_arg = -1;
     int arg = -1;
     Length length = Length::none;
+    bool positional = false;  // the value is taken by number
     char16_t conv = 0;
 };
 
@@ -281,6 +291,7 @@ bool parse_directive(const char16_t *&p, ArgCursor &cursor, Directive *directive
     int position = 0;
     const bool positional = is_digit(*q) && read_number(q, &position) && *q == u'$';
     if (positional) {
+        directive->positional = true;
         directive->arg = cursor.take(p);
         if (directive->arg < 0)
             return false;
@@ -432,8 +443,9 @@ struct Sink {
     // ASCII from snprintf, widened.
     void widen(const char *bytes, size_t n) {
         const size_t stored = n < room() ? n : room();
+        char16_t *to = out + count;  // held here: the byte loads may alias the sink
         for (size_t i = 0; i < stored; ++i)
-            out[count + i] = static_cast<unsigned char>(bytes[i]);
+            to[i] = static_cast<unsigned char>(bytes[i]);
         count += n;
     }
 };
@@ -475,7 +487,7 @@ bool decode_utf8(const unsigned char *p, uint32_t *code, int *bytes) {
 int64_t put_utf8(const char *text, size_t limit, Sink *sink) {
     const auto *p = reinterpret_cast<const unsigned char *>(text);
     size_t units = 0;
-    while (*p != 0 && units < limit) {
+    while (units < limit && *p != 0) {  // nothing past the limit is read
         uint32_t code;
         int bytes;
         if (!decode_utf8(p, &code, &bytes)) {
@@ -501,13 +513,70 @@ int64_t put_utf8(const char *text, size_t limit, Sink *sink) {
     return int64_t(units);
 }
 
-// The units of 16-bit text to write: up to the terminator or `limit`, never
-// half a pair.
-size_t wide_extent(const char16_t *text, size_t limit) {
+// The index of the first zero unit of text that is known to be terminated.
+// Reads whole aligned blocks of 16 bytes: a block never straddles a page, so
+// the units read before the text and past the terminator are always mapped,
+// but they lie outside the caller's object, which the address sanitizer
+// would report; it is told not to look here.
+__attribute__((no_sanitize_address)) size_t terminator_in_blocks(const char16_t *text) {
+#if defined(__SSE2__)
+    const auto address = reinterpret_cast<uintptr_t>(text);
+    if (address % sizeof(char16_t) == 0) {
+        const __m128i zero = _mm_setzero_si128();
+        const auto *block = reinterpret_cast<const __m128i *>(address & ~uintptr_t{15});
+        // Lanes before `text` in the first block are masked off.
+        unsigned mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(block), zero)));
+        mask &= ~0u << (address & 15);
+        while (mask == 0) {
+            ++block;
+            mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(block), zero)));
+        }
+        return (reinterpret_cast<uintptr_t>(block) + unsigned(__builtin_ctz(mask)) - address) / 2;
+    }
+#endif
     size_t n = 0;
+    while (text[n] != 0)
+        ++n;
+    return n;
+}
+
+// The index of the first zero unit among the first `limit` units of `text`,
+// or `limit` when there is none: nothing at or past `limit` is read (the text
+// need not be terminated when a precision bounds it). The aligned blocks it
+// reads lie wholly before the limit, but may reach past a terminator, hence
+// no address sanitizer here either.
+__attribute__((no_sanitize_address)) size_t terminator_within(const char16_t *text, size_t limit) {
+    size_t n = 0;
+#if defined(__SSE2__)
+    const auto address = reinterpret_cast<uintptr_t>(text);
+    if (address % sizeof(char16_t) == 0 && limit >= 16) {
+        // Unit by unit up to the first aligned block, then only blocks that
+        // lie wholly within the limit, then unit by unit again.
+        for (; (address + 2 * n) % 16 != 0; ++n)
+            if (text[n] == 0)
+                return n;
+        const __m128i zero = _mm_setzero_si128();
+        for (; limit - n >= 8; n += 8) {
+            const __m128i units = _mm_load_si128(reinterpret_cast<const __m128i *>(text + n));
+            const unsigned mask = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(units, zero)));
+            if (mask != 0)
+                return n + unsigned(__builtin_ctz(mask)) / 2;
+        }
+    }
+#endif
     while (n < limit && text[n] != 0)
         ++n;
-    if (n == limit && n != 0 && text[n] != 0 && is_high_surrogate(text[n - 1]))
+    return n;
+}
+
+// The units of 16-bit text to write: up to the terminator or `limit`, never
+// half a pair. A high surrogate in the last place the limit allows is left
+// out: its partner (if any) lies past the limit, which is not read.
+size_t wide_extent(const char16_t *text, size_t limit) {
+    if (limit == SIZE_MAX)
+        return terminator_in_blocks(text);
+    size_t n = terminator_within(text, limit);
+    if (n == limit && n != 0 && is_high_surrogate(text[n - 1]))
         --n;
     return n;
 }
@@ -575,18 +644,18 @@ bool put_text(Sink &sink, const Directive &directive, int width, int precision, 
     return true;
 }
 
-// The narrow conversion handed to snprintf: flags, "*.*", the length of the
-// argument's type and the conversion.
-void narrow_directive(const Directive &directive, ArgType type, char *out) {
-    char *o = out;
-    *o++ = '%';
+char *narrow_flags(const Directive &directive, char *o) {
     if (directive.flags & kMinus) *o++ = '-';
     if (directive.flags & kPlus) *o++ = '+';
     if (directive.flags & kSpace) *o++ = ' ';
     if (directive.flags & kHash) *o++ = '#';
     if (directive.flags & kZero) *o++ = '0';
     if (directive.flags & kGroup) *o++ = '\'';
-    *o++ = '*', *o++ = '.', *o++ = '*';
+    return o;
+}
+
+// The length of the argument's type and the conversion, terminated.
+void narrow_conversion(const Directive &directive, ArgType type, char *o) {
     if (is_integer_conv(directive.conv)) {
         // The length keeps hh and h, whose truncation snprintf applies.
         switch (directive.length) {
@@ -606,18 +675,76 @@ void narrow_directive(const Directive &directive, ArgType type, char *out) {
     *o = 0;
 }
 
+// The narrow conversion handed to snprintf: flags, "*" for a width and ".*"
+// for a precision when there are any, the length of the argument's type and
+// the conversion.
+void narrow_directive(const Directive &directive, ArgType type, bool width, bool precision,
+                      char *out) {
+    char *o = out;
+    *o++ = '%';
+    o = narrow_flags(directive, o);
+    if (width)
+        *o++ = '*';
+    if (precision)
+        *o++ = '.', *o++ = '*';
+    narrow_conversion(directive, type, o);
+}
+
+char *put_decimal(int n, char *o) {
+    char digits[12];
+    int k = 0;
+    do
+        digits[k++] = char('0' + n % 10);
+    while ((n /= 10) != 0);
+    while (k > 0)
+        *o++ = digits[--k];
+    return o;
+}
+
+// The narrow conversion as the format spells it: a width or precision taken
+// from the list stays "*", one written out stays a number.
+size_t narrow_spelling(const Directive &directive, ArgType type, char *out) {
+    char *o = out;
+    *o++ = '%';
+    o = narrow_flags(directive, o);
+    if (directive.width_arg >= 0)
+        *o++ = '*';
+    else if (directive.width > 0)
+        o = put_decimal(directive.width, o);
+    if (directive.precision_arg >= 0)
+        *o++ = '.', *o++ = '*';
+    else if (directive.precision >= 0)
+        *o++ = '.', o = put_decimal(directive.precision, o);
+    narrow_conversion(directive, type, o);
+    return std::strlen(out);
+}
+
+// snprintf with only the amounts the conversion names.
+template <class T>
+int print_with(char *buffer, size_t size, const char *format, int width, int precision,
+               bool has_width, bool has_precision, T value) {
+    if (has_width && has_precision)
+        return std::snprintf(buffer, size, format, width, precision, value);
+    if (has_width)
+        return std::snprintf(buffer, size, format, width, value);
+    if (has_precision)
+        return std::snprintf(buffer, size, format, precision, value);
+    return std::snprintf(buffer, size, format, value);
+}
+
 int print_number(char *buffer, size_t size, const char *format, int width, int precision,
                  const Arg &v) {
+    const bool w = width != 0, p = precision >= 0;
     switch (v.type) {
-    case ArgType::int_: return std::snprintf(buffer, size, format, width, precision, v.i);
-    case ArgType::long_: return std::snprintf(buffer, size, format, width, precision, v.l);
-    case ArgType::llong: return std::snprintf(buffer, size, format, width, precision, v.ll);
-    case ArgType::intmax: return std::snprintf(buffer, size, format, width, precision, v.j);
-    case ArgType::size: return std::snprintf(buffer, size, format, width, precision, v.z);
-    case ArgType::ptrdiff: return std::snprintf(buffer, size, format, width, precision, v.t);
-    case ArgType::double_: return std::snprintf(buffer, size, format, width, precision, v.d);
-    case ArgType::ldouble: return std::snprintf(buffer, size, format, width, precision, v.ld);
-    case ArgType::pointer: return std::snprintf(buffer, size, format, width, precision, v.p);
+    case ArgType::int_: return print_with(buffer, size, format, width, precision, w, p, v.i);
+    case ArgType::long_: return print_with(buffer, size, format, width, precision, w, p, v.l);
+    case ArgType::llong: return print_with(buffer, size, format, width, precision, w, p, v.ll);
+    case ArgType::intmax: return print_with(buffer, size, format, width, precision, w, p, v.j);
+    case ArgType::size: return print_with(buffer, size, format, width, precision, w, p, v.z);
+    case ArgType::ptrdiff: return print_with(buffer, size, format, width, precision, w, p, v.t);
+    case ArgType::double_: return print_with(buffer, size, format, width, precision, w, p, v.d);
+    case ArgType::ldouble: return print_with(buffer, size, format, width, precision, w, p, v.ld);
+    case ArgType::pointer: return print_with(buffer, size, format, width, precision, w, p, v.p);
     case ArgType::unset: break;
     }
     errno = EINVAL;
@@ -629,7 +756,7 @@ int print_number(char *buffer, size_t size, const char *format, int width, int p
 bool put_number(Sink &sink, const Directive &directive, int width, int precision,
                 const Arg &value) {
     char format[24];
-    narrow_directive(directive, value.type, format);
+    narrow_directive(directive, value.type, width != 0, precision >= 0, format);
     char small[128];
     const int n = print_number(small, sizeof small, format, width, precision, value);
     if (n < 0)
@@ -668,20 +795,9 @@ void store_count(const Directive &directive, size_t count, const Arg &value) {
     }
 }
 
-bool put_conversion(Sink &sink, const Directive &directive, const ArgTable &table) {
-    if (directive.conv == u'%') {
-        sink.put(u"%", 1);
-        return true;
-    }
-    int width = directive.width_arg >= 0 ? table[directive.width_arg].i : directive.width;
-    int precision =
-        directive.precision_arg >= 0 ? table[directive.precision_arg].i : directive.precision;
-    const Arg &value = table[directive.arg];
-    if (directive.conv == u'n') {
-        if (value.p != nullptr)
-            store_count(directive, sink.count, value);
-        return true;
-    }
+// A conversion other than %% and %n, with its width, precision and value.
+bool put_value(Sink &sink, const Directive &directive, int width, int precision,
+               const Arg &value) {
     if (directive.conv == u's' || directive.conv == u'S' || directive.conv == u'c' ||
         directive.conv == u'C') {
         Directive text = directive;
@@ -693,6 +809,23 @@ bool put_conversion(Sink &sink, const Directive &directive, const ArgTable &tabl
     }
     return put_number(sink, directive, width < 0 && directive.width_arg < 0 ? 0 : width, precision,
                       value);
+}
+
+bool put_conversion(Sink &sink, const Directive &directive, const ArgTable &table) {
+    if (directive.conv == u'%') {
+        sink.put(u"%", 1);
+        return true;
+    }
+    const int width = directive.width_arg >= 0 ? table[directive.width_arg].i : directive.width;
+    const int precision =
+        directive.precision_arg >= 0 ? table[directive.precision_arg].i : directive.precision;
+    const Arg &value = table[directive.arg];
+    if (directive.conv == u'n') {
+        if (value.p != nullptr)
+            store_count(directive, sink.count, value);
+        return true;
+    }
+    return put_value(sink, directive, width, precision, value);
 }
 
 // One rendering: the number of units of the whole text, -1 on failure.
@@ -710,21 +843,212 @@ int64_t render(const Plan &plan, const ArgTable &table, Sink &sink) {
     return int64_t(sink.count);
 }
 
+// Numbers that follow one another in a format without positional parameters,
+// with the ASCII text between them, go to snprintf as one narrow format over
+// the same stretch of the caller's list: one call formats them all.
+class NumberRun {
+  public:
+    NumberRun() = default;
+    NumberRun(const NumberRun &) = delete;
+    NumberRun &operator=(const NumberRun &) = delete;
+    ~NumberRun() {
+        if (open_)
+            va_end(start_);
+    }
+
+    bool open() const { return open_; }
+
+    // Adds text to an open run; false when it is not ASCII or has no room.
+    bool add_text(const char16_t *text, size_t n) {
+        if (n > (kRoom - length_) / 2)
+            return false;
+        size_t at = length_;
+        for (size_t i = 0; i < n; ++i) {
+            const char16_t u = text[i];
+            if (u >= 0x80)
+                return false;
+            format_[at++] = char(u);
+            if (u == u'%')
+                format_[at++] = '%';
+        }
+        length_ = at;
+        return true;
+    }
+
+    // Adds a conversion whose arguments start at `ap`'s position; false when
+    // the run has no room for it (flush it first).
+    bool add(const char *spelling, size_t n, va_list ap) {
+        if (n > kRoom - length_)
+            return false;
+        if (!open_) {
+            va_copy(start_, ap);
+            open_ = true;
+        }
+        std::memcpy(format_ + length_, spelling, n);
+        length_ += n;
+        return true;
+    }
+
+    // Formats the run into the sink and closes it; false (errno set) when
+    // snprintf refuses.
+    bool flush(Sink &sink) {
+        if (!open_)
+            return true;
+        format_[length_] = 0;
+        char small[512];
+        va_list ap;
+        va_copy(ap, start_);
+        const int n = std::vsnprintf(small, sizeof small, format_, ap);
+        va_end(ap);
+        bool ok = n >= 0;
+        if (ok && size_t(n) < sizeof small) {
+            sink.widen(small, size_t(n));
+        } else if (ok && !sink.fits(size_t(n))) {
+            sink.count += size_t(n);
+        } else if (ok) {
+            char *large = static_cast<char *>(std::malloc(size_t(n) + 1));
+            if (large == nullptr) {
+                errno = ENOMEM;
+                ok = false;
+            } else {
+                va_copy(ap, start_);
+                std::vsnprintf(large, size_t(n) + 1, format_, ap);
+                va_end(ap);
+                sink.widen(large, size_t(n));
+                std::free(large);
+            }
+        }
+        va_end(start_);
+        open_ = false;
+        length_ = 0;
+        return ok;
+    }
+
+  private:
+    static constexpr size_t kRoom = 255;  // and the terminator
+    char format_[kRoom + 1];
+    size_t length_ = 0;
+    bool open_ = false;
+    va_list start_;
+};
+
+// One rendering of a format without positional parameters, straight from the
+// format and the list, in one walk. The counts of %n are stored only when the
+// whole rendering succeeds; -1 on any failure (and when there are more of
+// them than it keeps), for the planned rendering to run and report.
+int64_t render_sequential(const char16_t *format, va_list arguments, Sink &sink) {
+    struct Count {
+        Length length;
+        void *target;
+        size_t count;
+    };
+    constexpr int kCounts = 4;
+    Count counts[kCounts];  // trivial: nothing to construct
+    int n_counts = 0;
+    va_list ap;
+    va_copy(ap, arguments);
+    NumberRun run;
+    bool done = walk(
+        format,
+        [&](const char16_t *text, size_t n) {
+            if (run.open() && run.add_text(text, n))
+                return true;
+            if (!run.flush(sink))
+                return false;
+            sink.put(text, n);
+            return true;
+        },
+        [&](const Directive &directive) {
+            if (directive.positional)
+                return false;  // for the plan
+            if (directive.conv == u'%') {
+                if (run.open() && run.add_text(u"%", 1))
+                    return true;
+                if (!run.flush(sink))
+                    return false;
+                sink.put(u"%", 1);
+                return true;
+            }
+            ArgType type;
+            if (!value_type(directive, &type))
+                return false;
+            const bool number = is_integer_conv(directive.conv) ||
+                                is_float_conv(directive.conv) || directive.conv == u'p';
+            if (number) {
+                char spelling[48];
+                const size_t n = narrow_spelling(directive, type, spelling);
+                if (!run.add(spelling, n, ap)) {
+                    if (!run.flush(sink) || !run.add(spelling, n, ap))
+                        return false;
+                }
+            } else if (!run.flush(sink)) {
+                return false;
+            }
+            const int width = directive.width_arg >= 0 ? va_arg(ap, int) : directive.width;
+            const int precision =
+                directive.precision_arg >= 0 ? va_arg(ap, int) : directive.precision;
+            Arg value;
+            value.type = type;
+            switch (type) {
+            case ArgType::unset: return false;
+            case ArgType::int_: value.i = va_arg(ap, int); break;
+            case ArgType::long_: value.l = va_arg(ap, long); break;
+            case ArgType::llong: value.ll = va_arg(ap, long long); break;
+            case ArgType::intmax: value.j = va_arg(ap, intmax_t); break;
+            case ArgType::size: value.z = va_arg(ap, size_t); break;
+            case ArgType::ptrdiff: value.t = va_arg(ap, ptrdiff_t); break;
+            case ArgType::double_: value.d = va_arg(ap, double); break;
+            case ArgType::ldouble: value.ld = va_arg(ap, long double); break;
+            case ArgType::pointer: value.p = va_arg(ap, void *); break;
+            }
+            if (number)
+                return true;  // formatted with its run
+            if (directive.conv == u'n') {
+                if (value.p == nullptr)
+                    return true;
+                if (n_counts == kCounts)
+                    return false;
+                counts[n_counts++] = Count{directive.length, value.p, sink.count};
+                return true;
+            }
+            return put_value(sink, directive, width, precision, value);
+        });
+    done = done && run.flush(sink);
+    va_end(ap);
+    if (!done || sink.count > size_t{INT_MAX})
+        return -1;
+    for (int i = 0; i < n_counts; ++i) {
+        Directive directive;
+        directive.length = counts[i].length;
+        Arg target;
+        target.p = counts[i].target;
+        store_count(directive, counts[i].count, target);
+    }
+    return int64_t(sink.count);
+}
+
 }  // namespace
 
 Formatted<char16_t> format_block(size_t head, Heap heap, const char16_t *format,
                                  va_list arguments) {
     if (format == nullptr)
         format = u"";
-    Plan plan;
-    ArgTable table;
-    if (!collect(format, arguments, plan, table))
-        return {};
     char16_t small[2048];
     Sink first{small, sizeof small / sizeof small[0]};
-    const int64_t length = render(plan, table, first);
-    if (length < 0)
-        return {};
+    // Most formats go in one walk; positional parameters, and any failure
+    // (for its report), take the plan.
+    int64_t length = render_sequential(format, arguments, first);
+    const bool planned = length < 0;
+    Plan plan;
+    ArgTable table;
+    if (planned) {
+        if (!collect(format, arguments, plan, table))
+            return {};
+        first = Sink{small, sizeof small / sizeof small[0]};
+        length = render(plan, table, first);
+        if (length < 0)
+            return {};
+    }
     size_t total, bytes;
     if (__builtin_add_overflow(head, size_t(length), &total) ||
         !block_bytes<char16_t>(total, &bytes))
@@ -739,7 +1063,9 @@ Formatted<char16_t> format_block(size_t head, Heap heap, const char16_t *format,
     } else {
         // Only a number too long for the stack can fail here, for memory.
         Sink second{block + head, size_t(length)};
-        if (render(plan, table, second) < 0) {
+        const int64_t again = planned ? render(plan, table, second)
+                                      : render_sequential(format, arguments, second);
+        if (again < 0) {
             heap.release(block);
             return {};
         }

@@ -17,6 +17,9 @@
 #include <string>
 #include <vector>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "nu.h"
 
 namespace {
@@ -53,6 +56,9 @@ const Rule kRules[] = {
     {"a precision never cuts a pair (16-bit)",
      [](int *n) { return wformat(n, u"[%.1s][%.2s]", u"\U0001D11E", u"\U0001D11E"); },
      u"[][\U0001D11E]", 0},
+    {"a high surrogate in the precision's last place is left out, paired or not",
+     [](int *n) { return wformat(n, u"[%.2s][%.2s][%.3s]", u"a\xD800", u"a\xD800" u"b", u"a\xD800" u"b"); },
+     u"[a][a][a\xD800" u"b]", 0},
     {"a precision never cuts a pair (UTF-8)",
      [](int *n) { return wformat(n, u"[%.1hs][%.3hs]", "\xf0\x9d\x84\x9e", "a\xf0\x9d\x84\x9e"); },
      u"[][a\U0001D11E]", 0},
@@ -76,6 +82,19 @@ const Rule kRules[] = {
          return at == 4 ? out : u"wrong count";
      },
      u"\U0001D11Eab", 0},
+    {"numbers in a row longer together than a stack buffer",
+     [](int *n) { return wformat(n, u"%0300d|%0300d", 5, 6); },
+     to16(std::string(299, '0') + "5|" + std::string(299, '0') + "6"), 0},
+    {"numbers in a row, text between them that isn't ASCII, %% and a count",
+     [](int *n) {
+         int at = -1;
+         std::u16string out = wformat(n, u"%d\u00e9%%%x%n%+.1f", 7, 255, &at, 2.5);
+         return at == 5 ? out : u"wrong count";
+     },
+     u"7\u00e9%ff+2.5", 0},
+    {"numbers apart by more text than one call is given",
+     [](int *n) { return wformat(n, (u"%*d" + std::u16string(300, u'%') + u"%-*.*d").c_str(), -3, 1, 4, 2, 3); },
+     u"1  " + std::u16string(150, u'%') + u"03  ", 0},
     {"digits and a dollar behind a conversion are literal text",
      [](int *n) { return wformat(n, u"%d2$ %*d3$", 1, 2, 3); }, u"12$  33$", 0},
     {"%% and literal text", [](int *n) { return wformat(n, u"100%% of \u00e9"); }, u"100% of \u00e9", 0},
@@ -357,6 +376,227 @@ TEST(WideFormat, AgreesWithSnprintfOnRandomFormats) {
         ++compared;
     }
     EXPECT_EQ(compared, 20000);
+}
+
+
+// ---------------------------------------------------------------------------
+// 16-bit text is measured a block at a time: every length at every place in
+// a block, text that ends at the last unit before an unmapped page, and text
+// with no terminator at all that only a precision bounds. The result must be
+// what snprintf gives for the same 8-bit text, widened.
+
+// Two pages, the second unmapped: text put at the end of the first has
+// nothing readable behind it.
+class GuardedPage {
+  public:
+    GuardedPage() {
+        size_ = size_t(sysconf(_SC_PAGESIZE));
+        void *p = mmap(nullptr, 2 * size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        base_ = p == MAP_FAILED ? nullptr : static_cast<char *>(p);
+        if (base_ != nullptr && mprotect(base_ + size_, size_, PROT_NONE) != 0) {
+            munmap(base_, 2 * size_);
+            base_ = nullptr;
+        }
+    }
+    ~GuardedPage() {
+        if (base_ != nullptr)
+            munmap(base_, 2 * size_);
+    }
+    bool ok() const { return base_ != nullptr; }
+    // Room for `units` units that end exactly at the unmapped page.
+    char16_t *tail(size_t units) { return reinterpret_cast<char16_t *>(base_ + size_) - units; }
+
+  private:
+    char *base_ = nullptr;
+    size_t size_ = 0;
+};
+
+struct TextCase {
+    const char *spec;  // between '%' and 's'; "P" stands for a precision derived from the length
+    int precision_delta;  // the precision is length + this (with "P")
+};
+
+const TextCase kTextCases[] = {
+    {"", 0},       {"5", 0},     {"-5", 0},     {"40", 0},     {"-40", 0},   {".P", -1},
+    {".P", 0},     {".P", 5},    {"12.P", -3},  {"-12.P", 0},  {"80.P", 1},  {".0", 0},
+};
+
+std::string spell(const TextCase &c, size_t length) {
+    std::string s = c.spec;
+    const size_t at = s.find('P');
+    if (at != std::string::npos) {
+        const long p = std::max(0L, long(length) + c.precision_delta);
+        s.replace(at, 1, std::to_string(p));
+    }
+    return s;
+}
+
+// The 16-bit formatter on `text` (16-bit) against snprintf on the same
+// characters as 8-bit text.
+void expect_same_as_narrow(const std::string &spec, const char16_t *text, const std::string &narrow,
+                           const char *where) {
+    const std::string f8 = "<%" + spec + "s>";
+    const std::u16string f16 = to16(f8);
+    char buf[256];
+    const int n8 = std::snprintf(buf, sizeof buf, f8.c_str(), narrow.c_str());
+    char16_t *out = nullptr;
+    const int n16 = aswprintf(&out, f16.c_str(), text);
+    ASSERT_EQ(n16, n8) << where << " " << f8;
+    ASSERT_NE(out, nullptr) << where << " " << f8;
+    EXPECT_TRUE(std::u16string(out) == to16(std::string(buf, size_t(n8)))) << where << " " << f8;
+    std::free(out);
+}
+
+TEST(WideFormat, TextOfEveryLengthAtEveryPlaceInABlock) {
+    alignas(16) char16_t buffer[128];
+    for (size_t offset = 0; offset < 8; ++offset) {  // 0..14 bytes into an aligned block
+        for (size_t length = 0; length <= 70; ++length) {
+            std::string narrow;
+            for (size_t i = 0; i < length; ++i)
+                narrow += char('a' + (i * 7 + offset) % 26);
+            char16_t *text = buffer + offset;
+            std::fill(buffer, buffer + 128, u'#');  // no zero near the text but its own
+            std::copy(narrow.begin(), narrow.end(), text);
+            text[length] = 0;
+            const std::string where = "offset " + std::to_string(2 * offset) + " bytes, length " +
+                                      std::to_string(length);
+            for (const TextCase &c : kTextCases)
+                expect_same_as_narrow(spell(c, length), text, narrow, where.c_str());
+        }
+    }
+}
+
+TEST(WideFormat, TextEndingAtAnUnmappedPage) {
+    GuardedPage page;
+    ASSERT_TRUE(page.ok());
+    for (size_t length = 0; length <= 70; ++length) {
+        std::string narrow;
+        for (size_t i = 0; i < length; ++i)
+            narrow += char('A' + i % 26);
+        // Terminated, the terminator in the page's last unit; then with every
+        // unit of the page's last block as the last one (the page's end
+        // is aligned, so each shift moves the text's end within a block).
+        for (size_t shift = 0; shift < 8; ++shift) {
+            char16_t *text = page.tail(length + 1 + shift);
+            std::copy(narrow.begin(), narrow.end(), text);
+            text[length] = 0;
+            const std::string where = "terminated, length " + std::to_string(length) +
+                                      ", shift " + std::to_string(shift);
+            for (const TextCase &c : kTextCases)
+                expect_same_as_narrow(spell(c, length), text, narrow, where.c_str());
+        }
+        // Not terminated: the last unit of the text is the page's last, and
+        // a precision of at most the length is all that bounds the scan.
+        char16_t *text = page.tail(length);
+        std::copy(narrow.begin(), narrow.end(), text);
+        const std::string where = "unterminated, length " + std::to_string(length);
+        for (const TextCase &c : kTextCases)
+            if (std::string(c.spec).find('P') != std::string::npos && c.precision_delta <= 0)
+                expect_same_as_narrow(spell(c, length), text, narrow.substr(0, length), where.c_str());
+    }
+}
+
+// A heap block of exactly the precision, no terminator, at every place in a
+// block: under the address sanitizer, a read past the precision is reported.
+TEST(WideFormat, PrecisionBoundsTheReadOfAnUnterminatedHeapText) {
+    for (size_t offset = 0; offset < 8; ++offset) {
+        for (size_t length = 1; length <= 70; ++length) {
+            auto *room = static_cast<char16_t *>(std::malloc((offset + length) * sizeof(char16_t)));
+            ASSERT_NE(room, nullptr);
+            std::fill(room, room + offset + length, u'z');
+            const char16_t *text = room + offset;
+            const std::string narrow(length, 'z');
+            const std::string where = "heap offset " + std::to_string(offset) + ", length " +
+                                      std::to_string(length);
+            const std::string p = "." + std::to_string(length);
+            expect_same_as_narrow(p, text, narrow, where.c_str());
+            expect_same_as_narrow("-" + std::to_string(length + 3) + p, text, narrow, where.c_str());
+            expect_same_as_narrow(std::to_string(length + 3) + p, text, narrow, where.c_str());
+            std::free(room);
+            // The same for 8-bit text read by %hs.
+            auto *bytes = static_cast<char *>(std::malloc(offset + length));
+            ASSERT_NE(bytes, nullptr);
+            std::memset(bytes, 'z', offset + length);
+            int n = 0;
+            const std::u16string got = wformat(&n, (u"<%" + to16(p) + u"hs>").c_str(), bytes + offset);
+            EXPECT_TRUE(got == u"<" + to16(narrow) + u">") << where;
+            std::free(bytes);
+        }
+    }
+}
+
+
+// More counts than the one walk keeps: the format is rendered again from its
+// plan, and every count must still be right, whatever its width.
+TEST(WideFormat, ManyCountsAllStored) {
+    signed char hh = -1;
+    short h = -1;
+    int i1 = -1, i2 = -1, i3 = -1;
+    long l = -1;
+    long long ll = -1;
+    size_t z = 99;
+    char16_t *out = nullptr;
+    const int n = aswprintf(&out, u"a%hhnbc%hn%5d%n%s%ln%lln|%-3c|%zn%n%%%n%.1f", &hh, &h, 42, &i1,
+                            u"xyz", &l, &ll, u'q', &z, (int *)nullptr, &i2, 2.25, &i3);
+    char buf[128];
+    int c8[7] = {};
+    const int n8 = std::snprintf(buf, sizeof buf, "a%nbc%n%5d%n%s%n%n|%-3c|%n%%%n%.1f", &c8[0], &c8[1],
+                                 42, &c8[2], "xyz", &c8[3], &c8[4], 'q', &c8[5], &c8[6], 2.25);
+    ASSERT_EQ(n, n8);
+    ASSERT_NE(out, nullptr);
+    EXPECT_TRUE(std::u16string(out) == to16(buf));
+    std::free(out);
+    EXPECT_EQ(hh, c8[0]);
+    EXPECT_EQ(h, c8[1]);
+    EXPECT_EQ(i1, c8[2]);
+    EXPECT_EQ(l, c8[3]);
+    EXPECT_EQ(ll, c8[4]);
+    EXPECT_EQ(z, size_t(c8[5]));
+    EXPECT_EQ(i2, c8[6]);
+    EXPECT_EQ(i3, -1);  // no %n left to store it: the argument is read by nothing
+}
+
+struct MixedCase {
+    const char *name;
+    std::u16string (*run)(int *n, int *count);
+    std::u16string expect;  // u"<null>" for a refusal
+    int errnum;
+    int count;              // what %n left in *count (-7: untouched)
+};
+
+// The one walk writes and counts before it meets what it can't do; what it
+// did must leave no trace: the result and the counts are those of the
+// rendering that follows (which stores a count as it goes, as printf does, so
+// a failure while rendering leaves the counts before it).
+const MixedCase kMixed[] = {
+    {"a positional form after literal text and %%",
+     [](int *n, int *) { return wformat(n, u"ab%%cd %2$s-%1$d", 7, u"x"); }, u"ab%cd x-7", 0, -7},
+    {"a count, then a positional form",
+     [](int *n, int *c) { return wformat(n, u"abc%1$n%2$s", c, u"xy"); }, u"abcxy", 0, 3},
+    {"a sequential count, then a positional form: refused, nothing stored",
+     [](int *n, int *c) { return wformat(n, u"abc%n%1$d", c, 5); }, u"<null>", EINVAL, -7},
+    {"a count, then an unknown conversion: refused, nothing stored",
+     [](int *n, int *c) { return wformat(n, u"abc%n%y", c); }, u"<null>", EINVAL, -7},
+    {"a count, then invalid UTF-8: refused, the count stored as far as it got, as printf does",
+     [](int *n, int *c) { return wformat(n, u"abc%n%hs", c, "\xff"); }, u"<null>", EILSEQ, 3},
+    {"a count behind text longer than the stack buffer",
+     [](int *n, int *c) { return wformat(n, u"%2100s%n|", u"a", c); }, std::u16string(2099, u' ') + u"a|", 0, 2100},
+};
+
+TEST(WideFormat, OneWalkLeavesNoTraceWhenItGivesUp) {
+    for (const MixedCase &m : kMixed) {
+        int n = 0, count = -7;
+        errno = 0;
+        const std::u16string got = m.run(&n, &count);
+        EXPECT_TRUE(got == m.expect) << m.name;
+        EXPECT_EQ(count, m.count) << m.name;
+        if (m.expect == u"<null>") {
+            EXPECT_EQ(n, -1) << m.name;
+            EXPECT_EQ(errno, m.errnum) << m.name;
+        } else {
+            EXPECT_EQ(n, int(m.expect.size())) << m.name;
+        }
+    }
 }
 
 }  // namespace

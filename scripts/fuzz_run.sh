@@ -40,3 +40,4 @@ run paths_win_valid -dict=fuzz/paths.dict -max_len=4096
 run ccsconv -max_len=4096
 run loader_key
 run uri_file
+run wformat -max_len=512

@@ -516,9 +516,11 @@ int64_t put_utf8(const char *text, size_t limit, Sink *sink) {
 // The index of the first zero unit of text that is known to be terminated.
 // Reads whole aligned blocks of 16 bytes: a block never straddles a page, so
 // the units read before the text and past the terminator are always mapped,
-// but they lie outside the caller's object, which the address sanitizer
-// would report; it is told not to look here.
-__attribute__((no_sanitize_address)) size_t terminator_in_blocks(const char16_t *text) {
+// but they lie outside the caller's object, which the address and thread
+// sanitizers would report (a neighbouring block freed or written by another
+// thread); they are told not to look here.
+__attribute__((no_sanitize("address", "thread")))
+size_t terminator_in_blocks(const char16_t *text) {
 #if defined(__SSE2__)
     const auto address = reinterpret_cast<uintptr_t>(text);
     if (address % sizeof(char16_t) == 0) {
@@ -544,8 +546,9 @@ __attribute__((no_sanitize_address)) size_t terminator_in_blocks(const char16_t 
 // or `limit` when there is none: nothing at or past `limit` is read (the text
 // need not be terminated when a precision bounds it). The aligned blocks it
 // reads lie wholly before the limit, but may reach past a terminator, hence
-// no address sanitizer here either.
-__attribute__((no_sanitize_address)) size_t terminator_within(const char16_t *text, size_t limit) {
+// neither sanitizer here either.
+__attribute__((no_sanitize("address", "thread")))
+size_t terminator_within(const char16_t *text, size_t limit) {
     size_t n = 0;
 #if defined(__SSE2__)
     const auto address = reinterpret_cast<uintptr_t>(text);

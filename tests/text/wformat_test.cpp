@@ -412,7 +412,7 @@ class GuardedPage {
 };
 
 struct TextCase {
-    const char *spec;  // between '%' and 's'; "P" stands for a precision derived from the length
+    const char *conversion;  // between '%' and 's'; "P" stands for a precision derived from the length
     int precision_delta;  // the precision is length + this (with "P")
 };
 
@@ -422,7 +422,7 @@ const TextCase kTextCases[] = {
 };
 
 std::string spell(const TextCase &c, size_t length) {
-    std::string s = c.spec;
+    std::string s = c.conversion;
     const size_t at = s.find('P');
     if (at != std::string::npos) {
         const long p = std::max(0L, long(length) + c.precision_delta);
@@ -433,9 +433,9 @@ std::string spell(const TextCase &c, size_t length) {
 
 // The 16-bit formatter on `text` (16-bit) against snprintf on the same
 // characters as 8-bit text.
-void expect_same_as_narrow(const std::string &spec, const char16_t *text, const std::string &narrow,
-                           const char *where) {
-    const std::string f8 = "<%" + spec + "s>";
+void expect_same_as_narrow(const std::string &conversion, const char16_t *text,
+                           const std::string &narrow, const char *where) {
+    const std::string f8 = "<%" + conversion + "s>";
     const std::u16string f16 = to16(f8);
     char buf[256];
     const int n8 = std::snprintf(buf, sizeof buf, f8.c_str(), narrow.c_str());
@@ -491,7 +491,7 @@ TEST(WideFormat, TextEndingAtAnUnmappedPage) {
         std::copy(narrow.begin(), narrow.end(), text);
         const std::string where = "unterminated, length " + std::to_string(length);
         for (const TextCase &c : kTextCases)
-            if (std::string(c.spec).find('P') != std::string::npos && c.precision_delta <= 0)
+            if (std::string(c.conversion).find('P') != std::string::npos && c.precision_delta <= 0)
                 expect_same_as_narrow(spell(c, length), text, narrow.substr(0, length), where.c_str());
     }
 }

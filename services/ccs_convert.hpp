@@ -153,31 +153,18 @@ struct Fast {
 // once; a NUL-ended text is read one unit at a time so that nothing past its
 // end is touched.
 
-inline uint32_t ascii_run(const unsigned char *p, uint32_t limit, bool stop_at_nul) {
+template <class Unit>
+inline uint32_t ascii_run(const Unit *p, uint32_t limit, bool stop_at_nul) {
+    static_assert(sizeof(Unit) == 1 || sizeof(Unit) == 2);
+    // Every bit but the low seven of each unit in a word of eight bytes.
+    constexpr uint64_t kHigh = sizeof(Unit) == 1 ? 0x8080808080808080u : 0xFF80FF80FF80FF80u;
+    constexpr uint32_t kPerWord = 8 / sizeof(Unit);
     uint32_t k = 0;
     if (!stop_at_nul) {
-        for (; limit - k >= 8; k += 8) {
+        for (; limit - k >= kPerWord; k += kPerWord) {
             uint64_t w;
             std::memcpy(&w, p + k, 8);
-            if (w & 0x8080808080808080u)
-                break;
-        }
-        while (k < limit && p[k] < 0x80)
-            ++k;
-        return k;
-    }
-    while (k < limit && p[k] != 0 && p[k] < 0x80)
-        ++k;
-    return k;
-}
-
-inline uint32_t ascii_run(const char16_t *p, uint32_t limit, bool stop_at_nul) {
-    uint32_t k = 0;
-    if (!stop_at_nul) {
-        for (; limit - k >= 4; k += 4) {
-            uint64_t w;
-            std::memcpy(&w, p + k, 8);
-            if (w & 0xFF80FF80FF80FF80u)
+            if (w & kHigh)
                 break;
         }
         while (k < limit && p[k] < 0x80)
